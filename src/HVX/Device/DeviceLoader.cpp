@@ -1,0 +1,7 @@
+#include "HVX/Device/DeviceLoader.h"
+
+namespace nrq {
+
+void DeviceLoader::Reset() {}
+
+} // namespace nrq
