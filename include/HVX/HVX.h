@@ -4,6 +4,7 @@
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
 #include "HVX/Base/Quantities.h"
+#include "HVX/Base/StringUtil.h"
 #include "HVX/Base/Strings.h"
 #include "HVX/Base/Vector.h"
 #include "HVX/Device/DeviceLoader.h"
