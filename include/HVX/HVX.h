@@ -1,13 +1,23 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
 #include "HVX/Base/Quantities.h"
+#include "HVX/Base/Serialize.h"
 #include "HVX/Base/StringUtil.h"
 #include "HVX/Base/Strings.h"
+#include "HVX/Base/System.h"
+#include "HVX/Base/UserData.h"
 #include "HVX/Base/Vector.h"
+#include "HVX/Device/Analyzer.h"
+#include "HVX/Device/Device.h"
 #include "HVX/Device/DeviceLoader.h"
+#include "HVX/Device/NullAnalyzer.h"
+#include "HVX/Device/NullScanner.h"
+#include "HVX/Device/Scanner.h"
+#include "HVX/Device/UnknownDeserialized.h"
 #include "HVX/Filesystem/File.h"
 #include "HVX/Filesystem/Filesystem.h"
 #include "HVX/Graphics/State.h"
