@@ -1,6 +1,7 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/Data/ScanData.h"
 #include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
