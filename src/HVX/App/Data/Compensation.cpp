@@ -17,6 +17,8 @@ namespace {
 static_assert(std::endian::native == std::endian::little);
 
 constexpr std::string_view magic = "CORRECTION";
+// Bytes 10 to 13 carry nothing the lookups need.
+constexpr size_t countsOffset = 14;
 constexpr size_t headerSize = 26;
 constexpr uint32_t maxColumns = 200;
 constexpr uint32_t maxRows = 200;
@@ -68,7 +70,7 @@ Compensation Compensation::Decode(std::string_view file) {
     if (file.size() < magic.size() + 1 || file.substr(0, magic.size()) != magic)
         throw std::runtime_error("The given data is not a correction file");
 
-    Reader reader(file, 14);
+    Reader reader(file, countsOffset);
     const uint32_t columns = reader.U32();
     if (columns > maxColumns)
         ThrowCorrupted();
