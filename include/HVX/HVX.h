@@ -1,11 +1,13 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/Data/Compensation.h"
 #include "HVX/App/Data/ScanData.h"
 #include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
 #include "HVX/Base/Quantities.h"
+#include "HVX/Base/Range.h"
 #include "HVX/Base/Serialize.h"
 #include "HVX/Base/StringUtil.h"
 #include "HVX/Base/Strings.h"
