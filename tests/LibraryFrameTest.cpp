@@ -188,3 +188,18 @@ TEST(LibraryFrameDeathTest, InitFailsWithTheMakeDirectoryErrorBeforeTheLogExists
 
 } // namespace
 } // namespace nrq
+
+namespace nrq {
+namespace {
+
+TEST(LogAfterTerminate, LinesAfterTerminateAreDroppedWithoutError) {
+    HVXInit(false);
+    Log::Output("kept");
+    HVXTerminate();
+    EXPECT_NO_THROW(Log::Warn("dropped"));
+    EXPECT_NO_THROW(Log::RawOutput("dropped"));
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n[T] kept\n");
+}
+
+} // namespace
+} // namespace nrq
