@@ -1,6 +1,7 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/Gerber.h"
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
 #include "HVX/Base/Quantities.h"
@@ -12,4 +13,5 @@
 #include "HVX/Filesystem/Filesystem.h"
 #include "HVX/Graphics/State.h"
 #include "HVX/Init.h"
+#include "HVX/Math/Delaunay.h"
 #include "HVX/Visa/Visa.h"

@@ -1,0 +1,389 @@
+#include "Delaunator.h"
+
+#include "HVX/Base/Error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace nrq::delaunator {
+namespace {
+
+constexpr float largestFloat = 3.4028235e38f;
+constexpr float smallestNormalFloat = 1.1754944e-38f;
+constexpr float epsilon = 1.1920929e-7f;
+
+bool orient(float px, float py, float qx, float qy, float rx, float ry) {
+    return (qy - py) * (rx - qx) - (qx - px) * (ry - qy) < 0.0f;
+}
+
+// The circumcentre relative to a; only the halving and the division run in double.
+struct Offset {
+    float x;
+    float y;
+    bool valid;
+};
+
+Offset circumOffset(float ax, float ay, float bx, float by, float cx, float cy, double& exactX, double& exactY) {
+    const float dx = bx - ax;
+    const float dy = by - ay;
+    const float ex = cx - ax;
+    const float ey = cy - ay;
+    const float bl = dx * dx + dy * dy;
+    const float cl = ex * ex + ey * ey;
+    const float d = dx * ey - dy * ex;
+    if (bl == 0.0f || cl == 0.0f || d == 0.0f)
+        return {0.0f, 0.0f, false};
+    exactX = static_cast<double>(ey * bl - dy * cl) * 0.5 / static_cast<double>(d);
+    exactY = static_cast<double>(dx * cl - ex * bl) * 0.5 / static_cast<double>(d);
+    return {static_cast<float>(exactX), static_cast<float>(exactY), true};
+}
+
+float circumradius(float ax, float ay, float bx, float by, float cx, float cy) {
+    double exactX = 0;
+    double exactY = 0;
+    const Offset offset = circumOffset(ax, ay, bx, by, cx, cy, exactX, exactY);
+    if (!offset.valid)
+        return largestFloat;
+    return offset.x * offset.x + offset.y * offset.y;
+}
+
+void circumcentre(float ax, float ay, float bx, float by, float cx, float cy, float& outX, float& outY) {
+    double exactX = 0;
+    double exactY = 0;
+    circumOffset(ax, ay, bx, by, cx, cy, exactX, exactY);
+    outX = static_cast<float>(static_cast<double>(ax) + exactX);
+    outY = static_cast<float>(static_cast<double>(ay) + exactY);
+}
+
+bool inCircle(float ax, float ay, float bx, float by, float cx, float cy, float px, float py) {
+    const float dx = ax - px;
+    const float dy = ay - py;
+    const float ex = bx - px;
+    const float ey = by - py;
+    const float fx = cx - px;
+    const float fy = cy - py;
+    const float ap = dx * dx + dy * dy;
+    const float bp = ex * ex + ey * ey;
+    const float cp = fx * fx + fy * fy;
+    return dx * (ey * cp - bp * fy) - dy * (ex * cp - bp * fx) + ap * (ex * fy - ey * fx) < 0.0f;
+}
+
+bool nearlyEqual(float ax, float ay, float bx, float by) {
+    return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
+}
+
+uint32_t nextHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 1) % 3; }
+uint32_t prevHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 2) % 3; }
+
+} // namespace
+
+Delaunator::Delaunator(std::span<float> input) : coords(input) {
+    const size_t n = coords.size() / 2;
+    const auto x = [&](uint32_t i) { return coords[2 * static_cast<size_t>(i)]; };
+    const auto y = [&](uint32_t i) { return coords[2 * static_cast<size_t>(i) + 1]; };
+
+    // Points with a NaN or an infinite coordinate take no part: they would
+    // break the ordering of the sort and every geometric test.
+    std::vector<uint32_t> ids;
+    ids.reserve(n);
+    float minX = largestFloat;
+    float minY = largestFloat;
+    // The maxima start at the smallest positive float, not the most negative
+    // one, so a box of negative points reaches up to 0. Kept as it is.
+    float maxX = smallestNormalFloat;
+    float maxY = smallestNormalFloat;
+    for (uint32_t i = 0; i < n; ++i) {
+        const float px = x(i);
+        const float py = y(i);
+        if (!std::isfinite(px) || !std::isfinite(py))
+            continue;
+        ids.push_back(i);
+        if (px < minX) minX = px;
+        if (py < minY) minY = py;
+        if (px > maxX) maxX = px;
+        if (py > maxY) maxY = py;
+    }
+    const float cx = (minX + maxX) / 2;
+    const float cy = (minY + maxY) / 2;
+
+    uint32_t i0 = InvalidIndex;
+    uint32_t i1 = InvalidIndex;
+    uint32_t i2 = InvalidIndex;
+    float minDist = largestFloat;
+    for (uint32_t i : ids) {
+        const float dx = cx - x(i);
+        const float dy = cy - y(i);
+        const float d = dx * dx + dy * dy;
+        if (d < minDist) {
+            i0 = i;
+            minDist = d;
+        }
+    }
+    if (i0 == InvalidIndex)
+        throw Error("not triangulation");
+    const float i0x = x(i0);
+    const float i0y = y(i0);
+
+    minDist = largestFloat;
+    for (uint32_t i : ids) {
+        if (i == i0)
+            continue;
+        const float dx = i0x - x(i);
+        const float dy = i0y - y(i);
+        const float d = dx * dx + dy * dy;
+        if (d < minDist && d > 0.0f) {
+            i1 = i;
+            minDist = d;
+        }
+    }
+    if (i1 == InvalidIndex)
+        throw Error("not triangulation");
+    float i1x = x(i1);
+    float i1y = y(i1);
+
+    float minRadius = largestFloat;
+    for (uint32_t i : ids) {
+        if (i == i0 || i == i1)
+            continue;
+        const float r = circumradius(i0x, i0y, i1x, i1y, x(i), y(i));
+        if (r < minRadius) {
+            i2 = i;
+            minRadius = r;
+        }
+    }
+    if (i2 == InvalidIndex)
+        throw Error("not triangulation");
+    float i2x = x(i2);
+    float i2y = y(i2);
+
+    if (orient(i0x, i0y, i1x, i1y, i2x, i2y)) {
+        std::swap(i1, i2);
+        std::swap(i1x, i2x);
+        std::swap(i1y, i2y);
+    }
+    circumcentre(i0x, i0y, i1x, i1y, i2x, i2y, centreX, centreY);
+
+    std::vector<float> dists(n, 0.0f);
+    for (uint32_t i : ids) {
+        const float dx = x(i) - centreX;
+        const float dy = y(i) - centreY;
+        dists[i] = dx * dx + dy * dy;
+    }
+    // For finite values a strict difference and a comparison agree; comparing
+    // keeps the order strict and weak also where distances overflow to infinity.
+    std::sort(ids.begin(), ids.end(), [&](uint32_t a, uint32_t b) {
+        if (dists[a] != dists[b])
+            return dists[a] < dists[b];
+        if (x(a) != x(b))
+            return x(a) < x(b);
+        return y(a) < y(b);
+    });
+
+    hashSize = static_cast<uint32_t>(std::llround(std::ceil(std::sqrt(static_cast<double>(n)))));
+    hash.assign(hashSize, InvalidIndex);
+    hullPrev.assign(n, 0);
+    hullNext.assign(n, 0);
+    hullTri.assign(n, 0);
+
+    hullStart = i0;
+    hullNext[i0] = hullPrev[i2] = i1;
+    hullNext[i1] = hullPrev[i0] = i2;
+    hullNext[i2] = hullPrev[i1] = i0;
+    hullTri[i0] = 0;
+    hullTri[i1] = 1;
+    hullTri[i2] = 2;
+    hash[hashKey(i0x, i0y)] = i0;
+    hash[hashKey(i1x, i1y)] = i1;
+    hash[hashKey(i2x, i2y)] = i2;
+
+    const size_t maxEntries = n < 3 ? 3 : 6 * n - 15;
+    triangles.reserve(maxEntries);
+    halfedges.reserve(maxEntries);
+    addTriangle(i0, i1, i2, InvalidIndex, InvalidIndex, InvalidIndex);
+
+    float prevX = std::numeric_limits<float>::quiet_NaN();
+    float prevY = std::numeric_limits<float>::quiet_NaN();
+    for (size_t k = 0; k < ids.size(); ++k) {
+        const uint32_t i = ids[k];
+        const float px = x(i);
+        const float py = y(i);
+
+        // Against the previous point of the loop, inserted or not.
+        if (k > 0 && nearlyEqual(px, py, prevX, prevY))
+            continue;
+        prevX = px;
+        prevY = py;
+        if (nearlyEqual(px, py, i0x, i0y) || nearlyEqual(px, py, i1x, i1y) || nearlyEqual(px, py, i2x, i2y))
+            continue;
+
+        // A visible hull edge near the point's pseudo-angle.
+        uint32_t start = InvalidIndex;
+        const uint32_t key = hashKey(px, py);
+        for (uint32_t j = 0; j < hashSize; ++j) {
+            start = hash[(key + j) % hashSize];
+            if (start != InvalidIndex && start != hullNext[start])
+                break;
+        }
+        // Only a corrupted hash has no live entry; the ring's start is live.
+        if (start == InvalidIndex || start == hullNext[start])
+            start = hullStart;
+
+        start = hullPrev[start];
+        uint32_t e = start;
+        uint32_t q = 0;
+        bool visible = true;
+        while (q = hullNext[e], !orient(px, py, x(e), y(e), x(q), y(q))) {
+            e = q;
+            if (e == start) {
+                visible = false;
+                break;
+            }
+        }
+        // A near-duplicate of the hull, or numerically outside it.
+        if (!visible)
+            continue;
+
+        uint32_t t = addTriangle(e, i, hullNext[e], InvalidIndex, InvalidIndex, hullTri[e]);
+        hullTri[i] = legalize(t + 2);
+        hullTri[e] = t;
+
+        uint32_t m = hullNext[e];
+        while (q = hullNext[m], orient(px, py, x(m), y(m), x(q), y(q))) {
+            t = addTriangle(m, i, q, hullTri[i], InvalidIndex, hullTri[m]);
+            hullTri[i] = legalize(t + 2);
+            hullNext[m] = m;
+            m = q;
+        }
+
+        if (e == start) {
+            while (q = hullPrev[e], orient(px, py, x(q), y(q), x(e), y(e))) {
+                t = addTriangle(q, i, e, InvalidIndex, hullTri[e], hullTri[q]);
+                legalize(t + 2);
+                hullTri[q] = t;
+                hullNext[e] = e;
+                e = q;
+            }
+        }
+
+        hullPrev[i] = e;
+        hullStart = e;
+        hullPrev[m] = i;
+        hullNext[e] = i;
+        hullNext[i] = m;
+
+        hash[hashKey(px, py)] = i;
+        hash[hashKey(x(e), y(e))] = e;
+    }
+}
+
+uint32_t Delaunator::hashKey(float x, float y) const {
+    const float dx = x - centreX;
+    const float dy = y - centreY;
+    const float p = dx / (std::fabs(dx) + std::fabs(dy));
+    const double angle = dy > 0.0f ? 3.0 - static_cast<double>(p) : 1.0 + static_cast<double>(p);
+    const float scaled = std::floor(static_cast<float>(angle * 0.25) * static_cast<float>(hashSize));
+    // A point at the centre itself gives 0/0; it goes to bucket 0 rather than
+    // into an undefined conversion.
+    if (!(scaled >= 0.0f))
+        return 0;
+    const uint64_t key = scaled < 18446744073709551616.0f ? static_cast<uint64_t>(scaled) : 0;
+    return key < hashSize ? static_cast<uint32_t>(key) : static_cast<uint32_t>(key % hashSize);
+}
+
+uint32_t Delaunator::addTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b, uint32_t c) {
+    const uint32_t t = static_cast<uint32_t>(triangles.size());
+    triangles.push_back(i0);
+    triangles.push_back(i1);
+    triangles.push_back(i2);
+    link(t, a);
+    link(t + 1, b);
+    link(t + 2, c);
+    return t;
+}
+
+void Delaunator::link(unsigned int a, unsigned int b) {
+    size_t s = halfedges.size();
+    if (a == s)
+        halfedges.push_back(b);
+    else if (a < s)
+        halfedges[a] = b;
+    else
+        throw Error("Cannot link edge");
+    if (b != InvalidIndex) {
+        s = halfedges.size();
+        if (b == s)
+            halfedges.push_back(a);
+        else if (b < s)
+            halfedges[b] = a;
+        else
+            throw Error("Cannot link edge");
+    }
+}
+
+unsigned int Delaunator::legalize(unsigned int a) {
+    edgeStack.clear();
+    size_t depth = 0;
+    for (;;) {
+        const uint32_t b = halfedges[a];
+        const uint32_t ar = prevHalfedge(a);
+
+        bool legal = b == InvalidIndex;
+        uint32_t al = 0;
+        uint32_t bl = 0;
+        uint32_t br = 0;
+        uint32_t p0 = 0;
+        uint32_t pr = 0;
+        uint32_t pl = 0;
+        uint32_t p1 = 0;
+        if (!legal) {
+            al = nextHalfedge(a);
+            bl = prevHalfedge(b);
+            br = nextHalfedge(b);
+            p0 = triangles[ar];
+            pr = triangles[a];
+            pl = triangles[al];
+            p1 = triangles[bl];
+            legal = !inCircle(coords[2 * size_t(p0)], coords[2 * size_t(p0) + 1], coords[2 * size_t(pr)],
+                              coords[2 * size_t(pr) + 1], coords[2 * size_t(pl)], coords[2 * size_t(pl) + 1],
+                              coords[2 * size_t(p1)], coords[2 * size_t(p1) + 1]);
+        }
+        if (legal) {
+            if (depth == 0)
+                return ar;
+            --depth;
+            a = edgeStack[depth];
+            continue;
+        }
+
+        triangles[a] = p1;
+        triangles[b] = p0;
+        const uint32_t h = halfedges[bl];
+        if (h == InvalidIndex) {
+            // The flipped edge lies on the hull's far side: fix the reference.
+            // A point taken off the ring during this insertion links to itself
+            // and would never lead back to the start, so the walk ends there too.
+            uint32_t e = hullStart;
+            do {
+                if (hullTri[e] == bl) {
+                    hullTri[e] = a;
+                    break;
+                }
+                if (hullNext[e] == e)
+                    break;
+                e = hullNext[e];
+            } while (e != hullStart);
+        }
+        link(a, h);
+        link(b, halfedges[ar]);
+        link(ar, bl);
+
+        if (depth < edgeStack.size())
+            edgeStack[depth] = br;
+        else
+            edgeStack.push_back(br);
+        ++depth;
+    }
+}
+
+} // namespace nrq::delaunator
