@@ -3,6 +3,8 @@
 #include "HVX/Base/Error.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <cmath>
 #include <limits>
 
@@ -71,6 +73,27 @@ bool inCircle(float ax, float ay, float bx, float by, float cx, float cy, float 
 
 bool nearlyEqual(float ax, float ay, float bx, float by) {
     return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
+}
+
+// Stable LSD radix sort of 64-bit keys by their upper 32 bits, a byte per
+// pass; passes where every key has the same byte are skipped.
+void RadixSortHighWords(std::vector<uint64_t>& keys) {
+    std::vector<uint64_t> buffer(keys.size());
+    for (int shift = 32; shift < 64; shift += 8) {
+        size_t counts[257] = {};
+        for (uint64_t key : keys)
+            ++counts[((key >> shift) & 0xff) + 1];
+        bool single = false;
+        for (size_t b = 1; b <= 256; ++b)
+            single = single || counts[b] == keys.size();
+        if (single)
+            continue;
+        for (size_t b = 1; b <= 256; ++b)
+            counts[b] += counts[b - 1];
+        for (uint64_t key : keys)
+            buffer[counts[(key >> shift) & 0xff]++] = key;
+        keys.swap(buffer);
+    }
 }
 
 uint32_t nextHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 1) % 3; }
@@ -164,53 +187,97 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     }
     circumcentre(i0x, i0y, i1x, i1y, i2x, i2y, centreX, centreY);
 
-    std::vector<float> dists(n, 0.0f);
-    for (uint32_t i : ids) {
+    // Insertion order: by squared distance to the circumcentre, then x, then
+    // y. For finite values a strict difference and a comparison agree, and
+    // comparing stays a strict weak order where distances overflow to
+    // infinity. A squared distance is never negative (nor -0), so its bit
+    // pattern sorts like its value: a radix sort on the bits, then the rare
+    // runs of equal distance by x and y.
+    struct SortKey {
+        float dist;
+        float x;
+        float y;
+        uint32_t id;
+    };
+    std::vector<SortKey> order(ids.size());
+    std::vector<uint64_t> keys(ids.size());
+    for (size_t k = 0; k < ids.size(); ++k) {
+        const uint32_t i = ids[k];
         const float dx = x(i) - centreX;
         const float dy = y(i) - centreY;
-        dists[i] = dx * dx + dy * dy;
+        order[k] = {dx * dx + dy * dy, x(i), y(i), i};
+        keys[k] = static_cast<uint64_t>(std::bit_cast<uint32_t>(order[k].dist)) << 32 | k;
     }
-    // For finite values a strict difference and a comparison agree; comparing
-    // keeps the order strict and weak also where distances overflow to infinity.
-    std::sort(ids.begin(), ids.end(), [&](uint32_t a, uint32_t b) {
-        if (dists[a] != dists[b])
-            return dists[a] < dists[b];
-        if (x(a) != x(b))
-            return x(a) < x(b);
-        return y(a) < y(b);
-    });
+    std::vector<uint32_t>().swap(ids);
+    RadixSortHighWords(keys);
+    {
+        std::vector<SortKey> sorted(order.size());
+        for (size_t k = 0; k < keys.size(); ++k)
+            sorted[k] = order[static_cast<uint32_t>(keys[k])];
+        order.swap(sorted);
+    }
+    std::vector<uint64_t>().swap(keys);
+    for (size_t run = 0; run < order.size();) {
+        size_t end = run + 1;
+        while (end < order.size() && order[end].dist == order[run].dist)
+            ++end;
+        if (end - run > 1)
+            std::sort(order.begin() + static_cast<std::ptrdiff_t>(run), order.begin() + static_cast<std::ptrdiff_t>(end),
+                      [](const SortKey& a, const SortKey& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
+        run = end;
+    }
+
+    // The sweep works on points numbered by their place in that order: the
+    // hull front and the newest triangles are then neighbours in memory.
+    // Point numbers are mapped back at the end.
+    const uint32_t m = static_cast<uint32_t>(order.size());
+    std::vector<uint32_t> original(m);
+    sortedPoints.resize(2 * static_cast<size_t>(m));
+    uint32_t s0 = 0;
+    uint32_t s1 = 0;
+    uint32_t s2 = 0;
+    for (uint32_t k = 0; k < m; ++k) {
+        original[k] = order[k].id;
+        sortedPoints[2 * static_cast<size_t>(k)] = order[k].x;
+        sortedPoints[2 * static_cast<size_t>(k) + 1] = order[k].y;
+        if (order[k].id == i0) s0 = k;
+        if (order[k].id == i1) s1 = k;
+        if (order[k].id == i2) s2 = k;
+    }
+    std::vector<SortKey>().swap(order);
+    points = sortedPoints.data();
+    const float* p = points;
 
     hashSize = static_cast<uint32_t>(std::llround(std::ceil(std::sqrt(static_cast<double>(n)))));
     hash.assign(hashSize, InvalidIndex);
-    hullPrev.assign(n, 0);
-    hullNext.assign(n, 0);
-    hullTri.assign(n, 0);
+    hullPrev.assign(m, 0);
+    hullNext.assign(m, 0);
+    hullTri.assign(m, 0);
 
-    hullStart = i0;
-    hullNext[i0] = hullPrev[i2] = i1;
-    hullNext[i1] = hullPrev[i0] = i2;
-    hullNext[i2] = hullPrev[i1] = i0;
-    hullTri[i0] = 0;
-    hullTri[i1] = 1;
-    hullTri[i2] = 2;
-    hash[hashKey(i0x, i0y)] = i0;
-    hash[hashKey(i1x, i1y)] = i1;
-    hash[hashKey(i2x, i2y)] = i2;
+    hullStart = s0;
+    hullNext[s0] = hullPrev[s2] = s1;
+    hullNext[s1] = hullPrev[s0] = s2;
+    hullNext[s2] = hullPrev[s1] = s0;
+    hullTri[s0] = 0;
+    hullTri[s1] = 1;
+    hullTri[s2] = 2;
+    hash[HashKey(i0x, i0y)] = s0;
+    hash[HashKey(i1x, i1y)] = s1;
+    hash[HashKey(i2x, i2y)] = s2;
 
     const size_t maxEntries = n < 3 ? 3 : 6 * n - 15;
     triangles.reserve(maxEntries);
     halfedges.reserve(maxEntries);
-    addTriangle(i0, i1, i2, InvalidIndex, InvalidIndex, InvalidIndex);
+    AddTriangle(s0, s1, s2, InvalidIndex, InvalidIndex, InvalidIndex);
 
     float prevX = std::numeric_limits<float>::quiet_NaN();
     float prevY = std::numeric_limits<float>::quiet_NaN();
-    for (size_t k = 0; k < ids.size(); ++k) {
-        const uint32_t i = ids[k];
-        const float px = x(i);
-        const float py = y(i);
+    for (uint32_t i = 0; i < m; ++i) {
+        const float px = p[2 * size_t(i)];
+        const float py = p[2 * size_t(i) + 1];
 
         // Against the previous point of the loop, inserted or not.
-        if (k > 0 && nearlyEqual(px, py, prevX, prevY))
+        if (i > 0 && nearlyEqual(px, py, prevX, prevY))
             continue;
         prevX = px;
         prevY = py;
@@ -219,7 +286,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
         // A visible hull edge near the point's pseudo-angle.
         uint32_t start = InvalidIndex;
-        const uint32_t key = hashKey(px, py);
+        const uint32_t key = HashKey(px, py);
         for (uint32_t j = 0; j < hashSize; ++j) {
             start = hash[(key + j) % hashSize];
             if (start != InvalidIndex && start != hullNext[start])
@@ -233,7 +300,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         uint32_t e = start;
         uint32_t q = 0;
         bool visible = true;
-        while (q = hullNext[e], !orient(px, py, x(e), y(e), x(q), y(q))) {
+        while (q = hullNext[e], !orient(px, py, p[2 * size_t(e)], p[2 * size_t(e) + 1], p[2 * size_t(q)],
+                                        p[2 * size_t(q) + 1])) {
             e = q;
             if (e == start) {
                 visible = false;
@@ -244,22 +312,24 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         if (!visible)
             continue;
 
-        uint32_t t = addTriangle(e, i, hullNext[e], InvalidIndex, InvalidIndex, hullTri[e]);
-        hullTri[i] = legalize(t + 2);
+        uint32_t t = AddTriangle(e, i, hullNext[e], InvalidIndex, InvalidIndex, hullTri[e]);
+        hullTri[i] = Legalize(t + 2);
         hullTri[e] = t;
 
-        uint32_t m = hullNext[e];
-        while (q = hullNext[m], orient(px, py, x(m), y(m), x(q), y(q))) {
-            t = addTriangle(m, i, q, hullTri[i], InvalidIndex, hullTri[m]);
-            hullTri[i] = legalize(t + 2);
-            hullNext[m] = m;
-            m = q;
+        uint32_t next = hullNext[e];
+        while (q = hullNext[next], orient(px, py, p[2 * size_t(next)], p[2 * size_t(next) + 1], p[2 * size_t(q)],
+                                          p[2 * size_t(q) + 1])) {
+            t = AddTriangle(next, i, q, hullTri[i], InvalidIndex, hullTri[next]);
+            hullTri[i] = Legalize(t + 2);
+            hullNext[next] = next;
+            next = q;
         }
 
         if (e == start) {
-            while (q = hullPrev[e], orient(px, py, x(q), y(q), x(e), y(e))) {
-                t = addTriangle(q, i, e, InvalidIndex, hullTri[e], hullTri[q]);
-                legalize(t + 2);
+            while (q = hullPrev[e], orient(px, py, p[2 * size_t(q)], p[2 * size_t(q) + 1], p[2 * size_t(e)],
+                                           p[2 * size_t(e) + 1])) {
+                t = AddTriangle(q, i, e, InvalidIndex, hullTri[e], hullTri[q]);
+                Legalize(t + 2);
                 hullTri[q] = t;
                 hullNext[e] = e;
                 e = q;
@@ -268,16 +338,37 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
         hullPrev[i] = e;
         hullStart = e;
-        hullPrev[m] = i;
+        hullPrev[next] = i;
         hullNext[e] = i;
-        hullNext[i] = m;
+        hullNext[i] = next;
 
-        hash[hashKey(px, py)] = i;
-        hash[hashKey(x(e), y(e))] = e;
+        hash[HashKey(px, py)] = i;
+        hash[HashKey(p[2 * size_t(e)], p[2 * size_t(e) + 1])] = e;
     }
+
+    // Back to the caller's point numbers.
+    for (uint32_t& corner : triangles)
+        corner = original[corner];
+    std::vector<uint32_t> prev(n, 0);
+    std::vector<uint32_t> next(n, 0);
+    std::vector<uint32_t> tri(n, 0);
+    for (uint32_t k = 0; k < m; ++k) {
+        prev[original[k]] = original[hullPrev[k]];
+        next[original[k]] = original[hullNext[k]];
+        tri[original[k]] = hullTri[k];
+    }
+    hullPrev.swap(prev);
+    hullNext.swap(next);
+    hullTri.swap(tri);
+    for (uint32_t& entry : hash)
+        if (entry != InvalidIndex)
+            entry = original[entry];
+    hullStart = original[hullStart];
+    points = coords.data();
+    std::vector<float>().swap(sortedPoints);
 }
 
-uint32_t Delaunator::hashKey(float x, float y) const {
+uint32_t Delaunator::HashKey(float x, float y) const {
     const float dx = x - centreX;
     const float dy = y - centreY;
     const float p = dx / (std::fabs(dx) + std::fabs(dy));
@@ -291,18 +382,7 @@ uint32_t Delaunator::hashKey(float x, float y) const {
     return key < hashSize ? static_cast<uint32_t>(key) : static_cast<uint32_t>(key % hashSize);
 }
 
-uint32_t Delaunator::addTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b, uint32_t c) {
-    const uint32_t t = static_cast<uint32_t>(triangles.size());
-    triangles.push_back(i0);
-    triangles.push_back(i1);
-    triangles.push_back(i2);
-    link(t, a);
-    link(t + 1, b);
-    link(t + 2, c);
-    return t;
-}
-
-void Delaunator::link(unsigned int a, unsigned int b) {
+void Delaunator::Link(uint32_t a, uint32_t b) {
     size_t s = halfedges.size();
     if (a == s)
         halfedges.push_back(b);
@@ -321,7 +401,18 @@ void Delaunator::link(unsigned int a, unsigned int b) {
     }
 }
 
-unsigned int Delaunator::legalize(unsigned int a) {
+uint32_t Delaunator::AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b, uint32_t c) {
+    const uint32_t t = static_cast<uint32_t>(triangles.size());
+    triangles.push_back(i0);
+    triangles.push_back(i1);
+    triangles.push_back(i2);
+    Link(t, a);
+    Link(t + 1, b);
+    Link(t + 2, c);
+    return t;
+}
+
+uint32_t Delaunator::Legalize(uint32_t a) {
     edgeStack.clear();
     size_t depth = 0;
     for (;;) {
@@ -344,9 +435,9 @@ unsigned int Delaunator::legalize(unsigned int a) {
             pr = triangles[a];
             pl = triangles[al];
             p1 = triangles[bl];
-            legal = !inCircle(coords[2 * size_t(p0)], coords[2 * size_t(p0) + 1], coords[2 * size_t(pr)],
-                              coords[2 * size_t(pr) + 1], coords[2 * size_t(pl)], coords[2 * size_t(pl) + 1],
-                              coords[2 * size_t(p1)], coords[2 * size_t(p1) + 1]);
+            legal = !inCircle(points[2 * size_t(p0)], points[2 * size_t(p0) + 1], points[2 * size_t(pr)],
+                              points[2 * size_t(pr) + 1], points[2 * size_t(pl)], points[2 * size_t(pl) + 1],
+                              points[2 * size_t(p1)], points[2 * size_t(p1) + 1]);
         }
         if (legal) {
             if (depth == 0)
@@ -374,9 +465,9 @@ unsigned int Delaunator::legalize(unsigned int a) {
                 e = hullNext[e];
             } while (e != hullStart);
         }
-        link(a, h);
-        link(b, halfedges[ar]);
-        link(ar, bl);
+        Link(a, h);
+        Link(b, halfedges[ar]);
+        Link(ar, bl);
 
         if (depth < edgeStack.size())
             edgeStack[depth] = br;
@@ -385,5 +476,15 @@ unsigned int Delaunator::legalize(unsigned int a) {
         ++depth;
     }
 }
+
+uint32_t Delaunator::addTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b, uint32_t c) {
+    return AddTriangle(i0, i1, i2, a, b, c);
+}
+
+void Delaunator::link(unsigned int a, unsigned int b) { Link(a, b); }
+
+unsigned int Delaunator::legalize(unsigned int a) { return Legalize(a); }
+
+uint32_t Delaunator::hashKey(float x, float y) const { return HashKey(x, y); }
 
 } // namespace nrq::delaunator

@@ -32,6 +32,22 @@ public:
     void link(unsigned int a, unsigned int b);
     unsigned int legalize(unsigned int a);
     uint32_t hashKey(float x, float y) const;
+
+private:
+    // The working versions of the operations above: hidden from the dynamic
+    // symbol table, so calls inside the library are direct and can inline.
+#define HVX_DELAUNATOR_INTERNAL [[gnu::visibility("hidden")]]
+    HVX_DELAUNATOR_INTERNAL uint32_t AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b,
+                                                 uint32_t c);
+    HVX_DELAUNATOR_INTERNAL [[gnu::always_inline]] inline void Link(uint32_t a, uint32_t b);
+    HVX_DELAUNATOR_INTERNAL uint32_t Legalize(uint32_t a);
+    HVX_DELAUNATOR_INTERNAL uint32_t HashKey(float x, float y) const;
+#undef HVX_DELAUNATOR_INTERNAL
+
+    // The points that legalize reads: during the sweep a copy in insertion
+    // order, so that the hull front stays in cache; afterwards `coords`.
+    const float* points = nullptr;
+    std::vector<float> sortedPoints;
 };
 
 } // namespace nrq::delaunator
