@@ -124,6 +124,23 @@ void CheckTriangulation(std::vector<float> coords) {
     }
     EXPECT_EQ(violations, 0u);
 
+    // The hull ring in the caller's point numbers: each hull point starts a
+    // hull half-edge, and the ring has as many edges as there are such.
+    size_t hullEdges = 0;
+    for (uint32_t h : d.halfedges)
+        hullEdges += h == InvalidIndex;
+    size_t ring = 0;
+    uint32_t p = d.hullStart;
+    do {
+        ASSERT_LT(p, n);
+        ASSERT_EQ(d.hullPrev[d.hullNext[p]], p);
+        ASSERT_EQ(t[d.hullTri[p]], p);
+        ASSERT_EQ(d.halfedges[d.hullTri[p]], InvalidIndex);
+        p = d.hullNext[p];
+        ASSERT_LE(++ring, n);
+    } while (p != d.hullStart);
+    EXPECT_EQ(ring, hullEdges);
+
     const double hull = HullArea(coords);
     EXPECT_NEAR(area, hull, 1e-6 * hull);
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 namespace nrq::delaunator {
 namespace {
@@ -193,58 +194,49 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // infinity. A squared distance is never negative (nor -0), so its bit
     // pattern sorts like its value: a radix sort on the bits, then the rare
     // runs of equal distance by x and y.
-    struct SortKey {
-        float dist;
-        float x;
-        float y;
-        uint32_t id;
-    };
-    std::vector<SortKey> order(ids.size());
     std::vector<uint64_t> keys(ids.size());
     for (size_t k = 0; k < ids.size(); ++k) {
         const uint32_t i = ids[k];
         const float dx = x(i) - centreX;
         const float dy = y(i) - centreY;
-        order[k] = {dx * dx + dy * dy, x(i), y(i), i};
-        keys[k] = static_cast<uint64_t>(std::bit_cast<uint32_t>(order[k].dist)) << 32 | k;
+        keys[k] = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
     }
     std::vector<uint32_t>().swap(ids);
     RadixSortHighWords(keys);
-    {
-        std::vector<SortKey> sorted(order.size());
-        for (size_t k = 0; k < keys.size(); ++k)
-            sorted[k] = order[static_cast<uint32_t>(keys[k])];
-        order.swap(sorted);
-    }
-    std::vector<uint64_t>().swap(keys);
-    for (size_t run = 0; run < order.size();) {
+    const auto byPosition = [&](uint64_t a, uint64_t b) {
+        const uint32_t ia = static_cast<uint32_t>(a);
+        const uint32_t ib = static_cast<uint32_t>(b);
+        return x(ia) != x(ib) ? x(ia) < x(ib) : y(ia) < y(ib);
+    };
+    for (size_t run = 0; run < keys.size();) {
         size_t end = run + 1;
-        while (end < order.size() && order[end].dist == order[run].dist)
+        while (end < keys.size() && keys[end] >> 32 == keys[run] >> 32)
             ++end;
         if (end - run > 1)
-            std::sort(order.begin() + static_cast<std::ptrdiff_t>(run), order.begin() + static_cast<std::ptrdiff_t>(end),
-                      [](const SortKey& a, const SortKey& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
+            std::sort(keys.begin() + static_cast<std::ptrdiff_t>(run), keys.begin() + static_cast<std::ptrdiff_t>(end),
+                      byPosition);
         run = end;
     }
 
     // The sweep works on points numbered by their place in that order: the
     // hull front and the newest triangles are then neighbours in memory.
     // Point numbers are mapped back at the end.
-    const uint32_t m = static_cast<uint32_t>(order.size());
+    const uint32_t m = static_cast<uint32_t>(keys.size());
     std::vector<uint32_t> original(m);
     sortedPoints.resize(2 * static_cast<size_t>(m));
     uint32_t s0 = 0;
     uint32_t s1 = 0;
     uint32_t s2 = 0;
     for (uint32_t k = 0; k < m; ++k) {
-        original[k] = order[k].id;
-        sortedPoints[2 * static_cast<size_t>(k)] = order[k].x;
-        sortedPoints[2 * static_cast<size_t>(k) + 1] = order[k].y;
-        if (order[k].id == i0) s0 = k;
-        if (order[k].id == i1) s1 = k;
-        if (order[k].id == i2) s2 = k;
+        const uint32_t id = static_cast<uint32_t>(keys[k]);
+        original[k] = id;
+        sortedPoints[2 * static_cast<size_t>(k)] = x(id);
+        sortedPoints[2 * static_cast<size_t>(k) + 1] = y(id);
+        if (id == i0) s0 = k;
+        if (id == i1) s1 = k;
+        if (id == i2) s2 = k;
     }
-    std::vector<SortKey>().swap(order);
+    std::vector<uint64_t>().swap(keys);
     points = sortedPoints.data();
     const float* p = points;
 
@@ -349,14 +341,19 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // Back to the caller's point numbers.
     for (uint32_t& corner : triangles)
         corner = original[corner];
-    std::vector<uint32_t> prev(n, 0);
-    std::vector<uint32_t> next(n, 0);
+    // Every point off the hull links to itself; the ring is walked once.
+    std::vector<uint32_t> prev(n);
+    std::vector<uint32_t> next(n);
     std::vector<uint32_t> tri(n, 0);
-    for (uint32_t k = 0; k < m; ++k) {
-        prev[original[k]] = original[hullPrev[k]];
-        next[original[k]] = original[hullNext[k]];
-        tri[original[k]] = hullTri[k];
-    }
+    std::iota(prev.begin(), prev.end(), 0u);
+    std::iota(next.begin(), next.end(), 0u);
+    uint32_t e = hullStart;
+    do {
+        prev[original[e]] = original[hullPrev[e]];
+        next[original[e]] = original[hullNext[e]];
+        tri[original[e]] = hullTri[e];
+        e = hullNext[e];
+    } while (e != hullStart);
     hullPrev.swap(prev);
     hullNext.swap(next);
     hullTri.swap(tri);
