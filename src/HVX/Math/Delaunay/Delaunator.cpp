@@ -278,11 +278,13 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
         // A visible hull edge near the point's pseudo-angle.
         uint32_t start = InvalidIndex;
-        const uint32_t key = HashKey(px, py);
+        uint32_t slot = HashKey(px, py);
         for (uint32_t j = 0; j < hashSize; ++j) {
-            start = hash[(key + j) % hashSize];
+            start = hash[slot];
             if (start != InvalidIndex && start != hullNext[start])
                 break;
+            if (++slot == hashSize)
+                slot = 0;
         }
         // Only a corrupted hash has no live entry; the ring's start is live.
         if (start == InvalidIndex || start == hullNext[start])
@@ -410,28 +412,40 @@ uint32_t Delaunator::AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t
 }
 
 uint32_t Delaunator::Legalize(uint32_t a) {
+    // Flips neither add nor remove half-edges, so the arrays stay put and
+    // are used through plain pointers; anything out of range goes to Link,
+    // which raises.
+    uint32_t* tri = triangles.data();
+    uint32_t* half = halfedges.data();
+    size_t size = halfedges.size();
+    const auto link = [&](uint32_t x, uint32_t y) {
+        if (x < size && (y == InvalidIndex || y < size)) {
+            half[x] = y;
+            if (y != InvalidIndex)
+                half[y] = x;
+        } else {
+            Link(x, y);
+            half = halfedges.data();
+            size = halfedges.size();
+        }
+    };
+
     edgeStack.clear();
     size_t depth = 0;
     for (;;) {
-        const uint32_t b = halfedges[a];
+        const uint32_t b = half[a];
         const uint32_t ar = prevHalfedge(a);
 
         bool legal = b == InvalidIndex;
-        uint32_t al = 0;
         uint32_t bl = 0;
-        uint32_t br = 0;
         uint32_t p0 = 0;
-        uint32_t pr = 0;
-        uint32_t pl = 0;
         uint32_t p1 = 0;
         if (!legal) {
-            al = nextHalfedge(a);
             bl = prevHalfedge(b);
-            br = nextHalfedge(b);
-            p0 = triangles[ar];
-            pr = triangles[a];
-            pl = triangles[al];
-            p1 = triangles[bl];
+            p0 = tri[ar];
+            const uint32_t pr = tri[a];
+            const uint32_t pl = tri[nextHalfedge(a)];
+            p1 = tri[bl];
             legal = !inCircle(points[2 * size_t(p0)], points[2 * size_t(p0) + 1], points[2 * size_t(pr)],
                               points[2 * size_t(pr) + 1], points[2 * size_t(pl)], points[2 * size_t(pl) + 1],
                               points[2 * size_t(p1)], points[2 * size_t(p1) + 1]);
@@ -444,9 +458,9 @@ uint32_t Delaunator::Legalize(uint32_t a) {
             continue;
         }
 
-        triangles[a] = p1;
-        triangles[b] = p0;
-        const uint32_t h = halfedges[bl];
+        tri[a] = p1;
+        tri[b] = p0;
+        const uint32_t h = half[bl];
         if (h == InvalidIndex) {
             // The flipped edge lies on the hull's far side: fix the reference.
             // A point taken off the ring during this insertion links to itself
@@ -462,10 +476,11 @@ uint32_t Delaunator::Legalize(uint32_t a) {
                 e = hullNext[e];
             } while (e != hullStart);
         }
-        Link(a, h);
-        Link(b, halfedges[ar]);
-        Link(ar, bl);
+        link(a, h);
+        link(b, half[ar]);
+        link(ar, bl);
 
+        const uint32_t br = nextHalfedge(b);
         if (depth < edgeStack.size())
             edgeStack[depth] = br;
         else
