@@ -43,7 +43,7 @@ PY
 
 printf '%-9s %12s %16s %10s %18s %12s\n' points "halvex ms" "delaunator ms" "cgal ms" "delaunator/halvex" "cgal/halvex"
 for n in 100000 1000000; do
-  repeats=$([ "$n" -eq 100000 ] && echo 10 || echo 3)
+  repeats=$([ "$n" -eq 100000 ] && echo 20 || echo 5)
   read -r ours ours_tri < <("$work/ours" "$work/points-$n.bin" "$repeats")
   read -r js js_tri < <(node "$root/bench/peers/triangulate-delaunator.mjs" "$work/points-$n.bin" "$repeats" "$work/node_modules")
   read -r cgal cgal_tri < <("$work/cgal" "$work/points-$n.bin" "$repeats")
@@ -53,4 +53,4 @@ for n in 100000 1000000; do
     echo "  triangles: halvex $ours_tri, delaunator $js_tri, cgal $cgal_tri" >&2
   fi
 done
-echo "(best of 10 runs for 100,000 points, of 3 for 1,000,000; delaunator $delaunator_version under node $(node --version))"
+echo "(best of 20 runs for 100,000 points, of 5 for 1,000,000; delaunator $delaunator_version under node $(node --version))"

@@ -76,23 +76,29 @@ bool nearlyEqual(float ax, float ay, float bx, float by) {
     return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
 }
 
-// Stable LSD radix sort of 64-bit keys by their upper 32 bits, a byte per
-// pass; passes where every key has the same byte are skipped.
+// Stable LSD radix sort of 64-bit keys by their upper 32 bits, in digits of
+// 11, 11 and 10 bits counted in one read; digits where every key agrees are
+// skipped.
 void RadixSortHighWords(std::vector<uint64_t>& keys) {
+    constexpr int shifts[3] = {32, 43, 54};
+    constexpr uint64_t masks[3] = {0x7ff, 0x7ff, 0x3ff};
+    std::vector<size_t> counts(3 * 2048, 0);
+    for (uint64_t key : keys)
+        for (int d = 0; d < 3; ++d)
+            ++counts[d * 2048 + ((key >> shifts[d]) & masks[d])];
     std::vector<uint64_t> buffer(keys.size());
-    for (int shift = 32; shift < 64; shift += 8) {
-        size_t counts[257] = {};
-        for (uint64_t key : keys)
-            ++counts[((key >> shift) & 0xff) + 1];
-        bool single = false;
-        for (size_t b = 1; b <= 256; ++b)
-            single = single || counts[b] == keys.size();
-        if (single)
+    for (int d = 0; d < 3; ++d) {
+        size_t* count = counts.data() + d * 2048;
+        if (std::find(count, count + 2048, keys.size()) != count + 2048)
             continue;
-        for (size_t b = 1; b <= 256; ++b)
-            counts[b] += counts[b - 1];
+        size_t offset = 0;
+        for (size_t k = 0; k < 2048; ++k) {
+            const size_t here = count[k];
+            count[k] = offset;
+            offset += here;
+        }
         for (uint64_t key : keys)
-            buffer[counts[(key >> shift) & 0xff]++] = key;
+            buffer[count[(key >> shifts[d]) & masks[d]]++] = key;
         keys.swap(buffer);
     }
 }
@@ -278,7 +284,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
         // A visible hull edge near the point's pseudo-angle.
         uint32_t start = InvalidIndex;
-        uint32_t slot = HashKey(px, py);
+        const uint32_t key = HashKey(px, py);
+        uint32_t slot = key;
         for (uint32_t j = 0; j < hashSize; ++j) {
             start = hash[slot];
             if (start != InvalidIndex && start != hullNext[start])
@@ -336,7 +343,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         hullNext[e] = i;
         hullNext[i] = next;
 
-        hash[HashKey(px, py)] = i;
+        hash[key] = i;
         hash[HashKey(p[2 * size_t(e)], p[2 * size_t(e) + 1])] = e;
     }
 
