@@ -306,6 +306,23 @@ TEST(Delaunay, NonFinitePointsTakeNoPart) {
     EXPECT_EQ(ErrorOf({nan, nan, nan, nan, nan, nan}), "not triangulation");
 }
 
+TEST(Delaunay, ExtremeMagnitudesEndInAResultOrTheError) {
+    // Squares underflow or overflow 32-bit floats here; the sweep still ends.
+    for (float scale : {1e-40f, 1e-20f, 1e19f, 1e30f, 3e38f}) {
+        std::mt19937 random(5);
+        std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+        std::vector<float> coords(2000);
+        for (float& value : coords)
+            value = unit(random) * scale;
+        try {
+            for (uint32_t v : DelaunayTriangulation2D(coords))
+                EXPECT_LT(v, 1000u);
+        } catch (const Error& error) {
+            EXPECT_NE(std::string(error.what()).find("not triangulation"), std::string::npos) << scale;
+        }
+    }
+}
+
 TEST(Delaunay, LinkRefusesAGap) {
     std::vector<float> coords = {0, 0, 1, 0, 0, 1};
     Delaunator d(coords);
