@@ -41,16 +41,28 @@ for n in (100000, 1000000):
         out.write(struct.pack(f"<{2 * n}f", *values))
 PY
 
+# The machine may be shared: the three run in turns, several rounds, and
+# each keeps its best time, so a busy stretch does not hit one of them only.
+rounds=5
+best() { awk -v a="$1" -v b="$2" 'BEGIN { print (a == "" || b + 0 < a + 0) ? b : a }'; }
+
 printf '%-9s %12s %16s %10s %18s %12s\n' points "halvex ms" "delaunator ms" "cgal ms" "delaunator/halvex" "cgal/halvex"
 for n in 100000 1000000; do
-  repeats=$([ "$n" -eq 100000 ] && echo 20 || echo 5)
-  read -r ours ours_tri < <("$work/ours" "$work/points-$n.bin" "$repeats")
-  read -r js js_tri < <(node "$root/bench/peers/triangulate-delaunator.mjs" "$work/points-$n.bin" "$repeats" "$work/node_modules")
-  read -r cgal cgal_tri < <("$work/cgal" "$work/points-$n.bin" "$repeats")
+  repeats=$([ "$n" -eq 100000 ] && echo 4 || echo 2)
+  ours="" js="" cgal=""
+  for round in $(seq "$rounds"); do
+    read -r t ours_tri < <("$work/ours" "$work/points-$n.bin" "$repeats")
+    ours=$(best "$ours" "$t")
+    read -r t js_tri < <(node "$root/bench/peers/triangulate-delaunator.mjs" "$work/points-$n.bin" "$repeats" "$work/node_modules")
+    js=$(best "$js" "$t")
+    read -r t cgal_tri < <("$work/cgal" "$work/points-$n.bin" "$repeats")
+    cgal=$(best "$cgal" "$t")
+  done
   awk -v n="$n" -v o="$ours" -v j="$js" -v c="$cgal" \
     'BEGIN { printf "%-9s %12s %16s %10s %18.2f %12.2f\n", n, o, j, c, j / o, c / o }'
   if [ "$ours_tri" != "$js_tri" ] || [ "$ours_tri" != "$cgal_tri" ]; then
     echo "  triangles: halvex $ours_tri, delaunator $js_tri, cgal $cgal_tri" >&2
   fi
 done
-echo "(best of 20 runs for 100,000 points, of 5 for 1,000,000; delaunator $delaunator_version under node $(node --version))"
+echo "(best of $rounds rounds of 4 runs for 100,000 points and of 2 for 1,000,000, taken in turns;" \
+  "delaunator $delaunator_version under node $(node --version))"
