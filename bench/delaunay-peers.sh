@@ -31,15 +31,23 @@ g++ -O2 -std=c++20 -I"$root/include" "$root/bench/peers/TriangulateOurs.cpp" \
     -L"$build/src" -lHalvexAPI -Wl,-rpath,"$build/src" -o "$work/ours"
 g++ -O2 -DNDEBUG -std=c++17 "$root/bench/peers/TriangulateCgal.cpp" -lgmp -lmpfr -o "$work/cgal"
 
-# The same points for all three: float32 pairs, uniform in [0, 1000).
-python3 - "$work" <<'PY'
-import random, struct, sys
-random.seed(20241121)
-for n in (100000, 1000000):
-    values = [random.random() * 1000.0 for _ in range(2 * n)]
-    with open(f"{sys.argv[1]}/points-{n}.bin", "wb") as out:
-        out.write(struct.pack(f"<{2 * n}f", *values))
-PY
+# The same points for all three: float32 pairs, uniform in [0, 1000), from a
+# fixed-seed generator (mulberry32).
+node - "$work" <<'JS'
+const { writeFileSync } = require('node:fs');
+let state = 20241121;
+const random = () => {
+  state = (state + 0x6d2b79f5) | 0;
+  let t = Math.imul(state ^ (state >>> 15), 1 | state);
+  t = (t + Math.imul(t ^ (t >>> 7), 61 | t)) ^ t;
+  return ((t ^ (t >>> 14)) >>> 0) / 4294967296;
+};
+for (const n of [100000, 1000000]) {
+  const values = new Float32Array(2 * n);
+  for (let i = 0; i < values.length; ++i) values[i] = random() * 1000;
+  writeFileSync(`${process.argv[2]}/points-${n}.bin`, Buffer.from(values.buffer));
+}
+JS
 
 # The machine may be shared: the three run in turns, several rounds, and
 # each keeps its best time, so a busy stretch does not hit one of them only.
