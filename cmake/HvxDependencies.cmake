@@ -7,5 +7,7 @@ find_package(antlr4-runtime REQUIRED)
 if(NOT TARGET antlr4_shared)
   message(FATAL_ERROR "antlr4 runtime target missing")
 endif()
+# Debian's imported target carries no include folder; generated code needs it.
+set_property(TARGET antlr4_shared APPEND PROPERTY INTERFACE_INCLUDE_DIRECTORIES ${ANTLR4_INCLUDE_DIR})
 find_program(ANTLR4_TOOL antlr4 REQUIRED)
 find_package(Java COMPONENTS Runtime REQUIRED)

@@ -3,6 +3,7 @@
 // Every public header of the library.
 #include "HVX/App/Data/Compensation.h"
 #include "HVX/App/Data/ScanData.h"
+#include "HVX/App/Gerber.h"
 #include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
@@ -25,4 +26,5 @@
 #include "HVX/Filesystem/Filesystem.h"
 #include "HVX/Graphics/State.h"
 #include "HVX/Init.h"
+#include "HVX/Math/Delaunay.h"
 #include "HVX/Visa/Visa.h"
