@@ -7,5 +7,7 @@ find_package(antlr4-runtime REQUIRED)
 if(NOT TARGET antlr4_shared)
   message(FATAL_ERROR "antlr4 runtime target missing")
 endif()
+# Debian's imported target carries no include folder of its own.
+target_include_directories(antlr4_shared INTERFACE ${ANTLR4_INCLUDE_DIR})
 find_program(ANTLR4_TOOL antlr4 REQUIRED)
 find_package(Java COMPONENTS Runtime REQUIRED)
