@@ -4,6 +4,9 @@
 #include "HVX/ESC/Compiler.h"
 #include "HVX/Filesystem/Filesystem.h"
 
+#include "S1Lexer.h"
+#include "HVX/ESC/S1Listener.h"
+#include "S1Parser.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -325,6 +328,28 @@ TEST(ESCCompiler, SyntaxErrorsGoToTheLog) {
     ESCCompiler().Compile("A\nB");
     const std::string log = test::LogWithoutTimeStamps();
     EXPECT_NE(log.find("[T] Error: token recognition error at: '\\n'\n"), std::string::npos) << log;
+}
+
+TEST(S1Listener, LogsWarningsAndErrorsWithoutThrowing) {
+    fs::MakeDirectory(fs::GetUserSaveDataDirectory());
+    Log::Init();
+    antlr4::ANTLRInputStream input("");
+    S1Lexer lexer(&input);
+    antlr4::CommonTokenStream tokens(&lexer);
+    S1Parser parser(&tokens);
+    const antlr4::dfa::DFA& dfa = parser.getInterpreter<antlr4::atn::ParserATNSimulator>()->decisionToDFA.at(0);
+    S1Listener listener;
+    EXPECT_NO_THROW(listener.syntaxError(&parser, nullptr, 3, 4, "mismatched input", nullptr));
+    EXPECT_NO_THROW(listener.reportAmbiguity(&parser, dfa, 0, 1, true, antlrcpp::BitSet(), nullptr));
+    EXPECT_NO_THROW(listener.reportAttemptingFullContext(&parser, dfa, 0, 1, antlrcpp::BitSet(), nullptr));
+    EXPECT_NO_THROW(listener.reportContextSensitivity(&parser, dfa, 0, 1, 2, nullptr));
+    const std::string log = test::LogWithoutTimeStamps();
+    EXPECT_NE(log.find("[T] Error: mismatched input\n"
+                       "[T] Warning: ambiguity\n"
+                       "[T] Warning: attempting full context\n"
+                       "[T] Warning: context sensitivity\n"),
+              std::string::npos)
+        << log;
 }
 
 TEST(ESCCompiler, OverlongBlocksAreRefused) {
