@@ -61,7 +61,8 @@ void BM_S1InterpreterThroughput(benchmark::State& state) {
     const ESCByteCode code = ESCCompiler().Compile(
         "{x := (a + b) * c - d // e + (a * 2 - b // 3) * (c + 1)}"
         "{y := x * 3 + a - (b - c) * (d + e) // 7 + x // 5}"
-        "{z := (x + y) * (x - y) + f * 2.5 - f / 4 + (g + 1 MHz) * 2}"
+        "{z := (x + y) * (x - y) + f * 2.5 - f / 4}"
+        "{q := (g + 1 MHz) * 2 / 3 - g}"
         "{w := (a < b) + (c >= d) + (x = y) + (a & b | c ^ d) - not e}");
     ESCInterpreter interpreter;
     interpreter.SetVariable("a", int64_t{3});

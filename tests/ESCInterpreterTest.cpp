@@ -9,7 +9,9 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -163,6 +165,38 @@ TEST(ESCInterpreter, NumbersPrintLikeAStandardStream) {
     EXPECT_EQ(Out("{0.00001}"), "1e-05\n");
     EXPECT_EQ(Out("{0.1 + 0.2}"), "0.3\n");
     EXPECT_EQ(Out("{-0.5}"), "-0.5\n");
+}
+
+TEST(ESCInterpreter, NumbersPrintAsADefaultStreamPrintsThem) {
+    std::vector<double> values = {0.0, -0.0, 1e-5, 0.0001, 123456.0, 1234567.0, 999999.5, 0.1, 1e300, -2.5e-300,
+                                  4.9e-324, 1.0 / 3.0, std::numeric_limits<double>::max(),
+                                  std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                                  std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN()};
+    std::mt19937_64 random(7);
+    for (int i = 0; i < 2000; ++i)
+        values.push_back(std::bit_cast<double>(random()));
+    for (int i = 0; i < 2000; ++i)
+        values.push_back(std::ldexp(static_cast<double>(random() % 2000001) - 1000000.0, static_cast<int>(random() % 80) - 40));
+    ESCInterpreter interpreter;
+    const ESCByteCode code = ESCCompiler().Compile("{f};{q};{a}");
+    for (const double value : values) {
+        interpreter.SetVariable("f", value);
+        interpreter.SetVariable("q", Frequency(value));
+        interpreter.SetVariable("a", DecibelMilliwatts(static_cast<float>(value)));
+        interpreter.Run(code);
+        std::ostringstream expected;
+        expected << value << ';' << value << ';' << static_cast<float>(value) << '\n';
+        ASSERT_EQ(interpreter.GetOutput(), expected.str()) << std::hexfloat << value;
+    }
+    const std::vector<int64_t> integers = {0, -1, 1, std::numeric_limits<int64_t>::min(),
+                                           std::numeric_limits<int64_t>::max(), 1000000, -987654321};
+    for (const int64_t value : integers) {
+        interpreter.SetVariable("i", value);
+        interpreter.Run("{i}");
+        std::ostringstream expected;
+        expected << value << '\n';
+        EXPECT_EQ(interpreter.GetOutput(), expected.str());
+    }
 }
 
 TEST(ESCInterpreter, AmplitudePrintsItsSinglePrecisionNumber) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 
 namespace nrq {
 namespace {
@@ -81,8 +82,11 @@ void ESCInterpreter::SetVariable(std::string_view name, const ESCVariant& value)
 void ESCInterpreter::ClearVariables() { variables.clear(); }
 
 std::string ESCInterpreter::GetOutput() {
-    std::string text = std::move(output).str();
-    output.str(std::string());
+    std::string text(output.view());
+    // Emptied in place: the buffer's capacity serves the next lines.
+    std::string buffer = std::move(output).str();
+    buffer.clear();
+    output.str(std::move(buffer));
     return text;
 }
 
@@ -182,12 +186,36 @@ const ESCString& ESCInterpreter::GetDataString(uint64_t index) const {
     return strings[index];
 }
 
+namespace {
+
+// What a standard stream with its default settings prints for a double: the
+// general format with six significant digits, as printf's "%g" does.
+// The string streams are written through their buffers: a stream's sentry
+// checks nothing that a string stream could fail.
+void Write(std::ostringstream& stream, std::string_view text) {
+    stream.rdbuf()->sputn(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void WriteNumber(std::ostringstream& stream, double value) {
+    char buffer[32];
+    const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value, std::chars_format::general, 6);
+    Write(stream, std::string_view(buffer, static_cast<size_t>(result.ptr - buffer)));
+}
+
+void WriteNumber(std::ostringstream& stream, int64_t value) {
+    char buffer[24];
+    const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value);
+    Write(stream, std::string_view(buffer, static_cast<size_t>(result.ptr - buffer)));
+}
+
+} // namespace
+
 void ESCInterpreter::Output(const ESCVariant& value) {
     switch (value.index()) {
-    case 1: line << std::get<int64_t>(value); return;
-    case 2: line << std::get<double>(value); return;
-    case 3: line << std::get<DecibelMilliwatts>(value).dBm(); return;
-    case 4: line << std::get<Frequency>(value).Hz(); return;
+    case 1: WriteNumber(line, std::get<int64_t>(value)); return;
+    case 2: WriteNumber(line, std::get<double>(value)); return;
+    case 3: WriteNumber(line, static_cast<double>(std::get<DecibelMilliwatts>(value).dBm())); return;
+    case 4: WriteNumber(line, std::get<Frequency>(value).Hz()); return;
     case 5: Output(std::string_view(std::get<ESCString>(value))); return;
     case 0:
     case 6:
@@ -201,13 +229,16 @@ void ESCInterpreter::Output(const ESCVariant& value) {
     throw Error(fmt::format("Failed to output unrecognized type: {}", value.index()));
 }
 
-void ESCInterpreter::Output(std::string_view text) { line.write(text.data(), static_cast<std::streamsize>(text.size())); }
+void ESCInterpreter::Output(std::string_view text) { Write(line, text); }
 
 void ESCInterpreter::Flush() {
     line.flush();
     if (!discardLine)
-        output << line.view();
-    line.str(std::string());
+        Write(output, line.view());
+    // Emptied in place, so that the next line reuses the buffer.
+    std::string buffer = std::move(line).str();
+    buffer.clear();
+    line.str(std::move(buffer));
     discardLine = false;
 }
 
