@@ -371,6 +371,17 @@ TEST(ESCCompiler, OverlongBlocksAreRefused) {
     EXPECT_EQ(CompileError("{" + std::string(499, '(') + "1" + std::string(499, ')') + "}"), "no error");
 }
 
+TEST(ESCCompiler, ScriptsAreUtf8) {
+    EXPECT_EQ(CompileError("bad \xff {1}"), "Script Error: the script is not valid UTF-8");
+    EXPECT_EQ(CompileError("{'\xc3'}"), "Script Error: the script is not valid UTF-8");
+    // Valid UTF-8 beyond ASCII is no outer text, but it is allowed in strings.
+    EXPECT_EQ(CompileError("caf\xc3\xa9"), "no error");
+    ExpectCode("{'\xc3\xa9'}",
+               {In::Load(Op::LoadString, 0, 0), In::Register(Op::OutputRegister, 0), In::None(Op::EndLine)},
+               {"\xc3\xa9"});
+    EXPECT_FALSE(ESCCheckSyntax("caf\xc3\xa9").empty());
+}
+
 TEST(ESCCompiler, CheckSyntaxReportsLineAndColumn) {
     EXPECT_TRUE(ESCCheckSyntax("FREQ:CENT {FrequencyCenter}").empty());
     const auto errors = ESCCheckSyntax("X {a + }");

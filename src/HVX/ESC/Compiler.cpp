@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <limits>
 #include <optional>
+#include <stdexcept>
 #include <unordered_map>
 
 namespace nrq {
@@ -41,7 +42,12 @@ public:
         lexer.addErrorListener(&listener);
         parser.removeErrorListeners();
         parser.addErrorListener(&listener);
-        input.load(std::string(script));
+        try {
+            input.load(std::string(script));
+        } catch (const std::range_error&) {
+            // ANTLR decodes the text to code points before the lexer sees it.
+            throw Error("Script Error: the script is not valid UTF-8");
+        }
         tokens.fill();
         CheckBlockLengths();
         tree = parser.prog();
