@@ -15,10 +15,8 @@ namespace {
 constexpr size_t initialBuckets = 16;
 
 // Indices of the alternatives, for switching on pairs of them.
-constexpr size_t nil = 0;
 constexpr size_t integer = 1;
 constexpr size_t floating = 2;
-constexpr size_t amplitude = 3;
 constexpr size_t frequency = 4;
 constexpr size_t string = 5;
 
