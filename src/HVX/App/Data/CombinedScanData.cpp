@@ -88,9 +88,11 @@ void CombinedScanData::Add(Measurement&& measurement, RepeatingBehavior behavior
             const size_t places = std::min(entry.values.size(), measurement.values.size());
             DecibelMilliwatts* stored = entry.values.data();
             const DecibelMilliwatts* incoming = measurement.values.data();
-            for (size_t i = 0; i < places; ++i)
-                if (incoming[i] > stored[i])
-                    stored[i] = incoming[i];
+            for (size_t i = 0; i < places; ++i) {
+                const float a = incoming[i].dBm();
+                const float b = stored[i].dBm();
+                stored[i] = DecibelMilliwatts(a > b ? a : b);
+            }
         }
     } else {
         measurements.push_back(std::forward<Measurement>(measurement));
