@@ -1,6 +1,6 @@
 #include "HVX/App/Data/ScanData.h"
 
-#include "support/Bytes.h"
+#include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
