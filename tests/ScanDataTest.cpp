@@ -1,5 +1,7 @@
 #include "HVX/App/Data/ScanData.h"
 
+#include "HVX/App/Data/Compensation.h"
+
 #include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
@@ -348,6 +350,22 @@ TEST(UnknownScanData, TruncatedBodyRaises) {
     } catch (const Error& e) {
         EXPECT_THAT(e.what(), HasSubstr("Deserialization ERROR"));
     }
+}
+
+Compensation FlatCorrection() {
+    return Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                    "00 00 00 00  00 00 00 00  01 00 00 00"
+                                    "00 00 00 00 84 D7 97 41  00 00 80 3F"));
+}
+
+TEST(IScanData, DefaultCompensationDoesNothing) {
+    CountingScanData data;
+    EXPECT_FALSE(data.ApplyCompensation(FlatCorrection()));
+}
+
+TEST(BlankScanData, CompensationReturnsFalse) {
+    BlankScanData data;
+    EXPECT_FALSE(data.ApplyCompensation(FlatCorrection()));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "HVX/App/Data/SpectralScanData.h"
 
+#include "HVX/App/Data/Compensation.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -64,6 +66,15 @@ void SpectralScanData::AddMeasurement(const FullScanMeasurement& measurement, Re
 
     lastModified = std::chrono::steady_clock::now();
     restartPending = false;
+}
+
+bool SpectralScanData::ApplyCompensation(const Compensation& compensation) {
+    const Position origin;
+    for (size_t i = 0; i < values.size(); ++i) {
+        const Frequency f(static_cast<double>(i) * stepFrequency.Hz() + startFrequency.Hz());
+        values[i] = DecibelMilliwatts(values[i].dBm() + compensation.GetValue(f, origin));
+    }
+    return true;
 }
 
 std::string SpectralScanData::SerializeToCSV() const {
