@@ -294,6 +294,21 @@ TEST(CombinedScanData, AddMeasurementsOverwritesFromTheIndexAndStepsItByOne) {
     EXPECT_EQ(data.GetWriteIndex(), 1);
 }
 
+TEST(CombinedScanData, AWriteIndexFromAFileMayStandAnywhere) {
+    // No entries, write index 0x7FFFFFFF.
+    const std::string body = expectedHead + std::string(24, '\0') + Hex("FF FF FF 7F  00 00 00 00");
+    CombinedScanData data;
+    std::string_view view(body);
+    data.DeserializeBinary(view, Version(4));
+    EXPECT_EQ(data.GetWriteIndex(), 0x7FFFFFFF);
+    data.AddMeasurement(Sweep(1e6, 1e3, {-1.0f}, first, 0ns), RepeatingBehavior::Overwrite);
+    EXPECT_EQ(data.GetMeasurements().size(), 1u);
+    EXPECT_EQ(data.GetWriteIndex(), std::numeric_limits<int32_t>::min());
+    data.AddMeasurement(Sweep(1e6, 1e3, {-2.0f}, first, 0ns), RepeatingBehavior::Overwrite);
+    EXPECT_EQ(data.GetMeasurements().size(), 2u);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-1.0f}));
+}
+
 TEST(CombinedScanData, CsvShowsEachSweepsStrongestPoint) {
     const CombinedScanData data = MakeTwoEntries();
     EXPECT_EQ(data.SerializeToCSV(), "Frequency (MHz),Max Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n"

@@ -90,7 +90,7 @@ void CombinedScanData::Add(Measurement&& measurement, RepeatingBehavior behavior
         measurements.push_back(std::forward<Measurement>(measurement));
     }
     lastModified = std::chrono::steady_clock::now();
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
 }
 
 void CombinedScanData::AddMeasurement(FullScanMeasurement&& measurement, RepeatingBehavior behavior) {
@@ -117,7 +117,7 @@ void CombinedScanData::AddMeasurements(const FullScanMeasurement* first, size_t 
     }
     lastModified = std::chrono::steady_clock::now();
     // One step, however many came: callers of the bulk form set the index themselves.
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
 }
 
 void CombinedScanData::PartialApplyCompensation(const Compensation& compensation, int first, int count) {

@@ -23,6 +23,12 @@ inline void AdjustBoundsTo(Position& boundsMin, Position& boundsMax, const Posit
     }
 }
 
+// A write index read from a file may stand anywhere; past the largest one the
+// step wraps instead of overflowing.
+inline int32_t NextWriteIndex(int32_t index) {
+    return static_cast<int32_t>(static_cast<uint32_t>(index) + 1u);
+}
+
 // Entry times are saved as nanosecond ticks of the steady clock.
 inline int64_t SteadyTicks(std::chrono::steady_clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();

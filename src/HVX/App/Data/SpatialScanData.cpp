@@ -82,7 +82,7 @@ void SpatialScanData::AddMeasurement(const FullScanMeasurement& measurement, Rep
     target->time = measurement.time;
 
     lastModified = std::chrono::steady_clock::now();
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
 }
 
 void SpatialScanData::PartialApplyCompensation(const Compensation& compensation, int first, int count) {
