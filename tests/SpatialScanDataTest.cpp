@@ -231,6 +231,20 @@ TEST(SpatialScanData, CsvTimeBeforeTheFirstEntryIsCutTowardsZero) {
                                      "1,0,0,0,0,-1\n");
 }
 
+TEST(SpatialScanData, CsvTimesOfAnyTicksFromAFileWrapAround) {
+    // The first entry at the smallest tick count, the second at the largest:
+    // the difference, 2^64 - 1 nanoseconds, wraps to -1 and is cut to 0 ms.
+    const std::string body = Hex("00  00 00 00 00 00 00 00 00") + std::string(24, '\0') + Hex("02 00 00 00") +
+                             std::string(20, '\0') + Hex("00 00 00 00 00 00 00 80  00 00 00 00") +
+                             std::string(20, '\0') + Hex("FF FF FF FF FF FF FF 7F  00 00 00 00");
+    SpatialScanData data;
+    std::string_view view(body);
+    data.DeserializeBinary(view, Version(4));
+    EXPECT_EQ(data.SerializeToCSV(), "Frequency (MHz),Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n"
+                                     "0,0,0,0,0,0\n"
+                                     "0,0,0,0,0,0\n");
+}
+
 TEST(SpatialScanData, BinaryBodyIsLaidOutByteByByte) {
     const SpatialScanData data = MakeTwoEntries();
     const std::string body = data.SerializeBinary();

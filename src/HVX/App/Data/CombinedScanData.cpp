@@ -148,7 +148,7 @@ std::string CombinedScanData::SerializeToCSV() const {
         if (k >= entry.values.size())
             continue;
         const double frequency = (static_cast<double>(k) * entry.stepFrequency.Hz() + entry.startFrequency.Hz()) * 1e-6;
-        const int64_t milliseconds = (detail::SteadyTicks(entry.time) - origin) / 1000000;
+        const int64_t milliseconds = detail::MillisecondsSince(origin, entry.time);
         out << frequency << ',' << entry.values[k].dBm() << ',' << entry.position.x().mm() << ','
             << entry.position.y().mm() << ',' << entry.position.z().mm() << ',' << milliseconds << '\n';
     }

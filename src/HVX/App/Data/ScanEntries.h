@@ -39,6 +39,14 @@ inline std::chrono::steady_clock::time_point SteadyFromTicks(int64_t ticks) {
         std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ticks)));
 }
 
+// Whole milliseconds from `origin` to `time`, cut towards zero. Ticks read
+// from a file may be anything, so their difference wraps instead of overflowing.
+inline int64_t MillisecondsSince(int64_t originTicks, std::chrono::steady_clock::time_point time) {
+    const auto difference = static_cast<int64_t>(static_cast<uint64_t>(SteadyTicks(time)) -
+                                                 static_cast<uint64_t>(originTicks));
+    return difference / 1000000;
+}
+
 // The entries from `first` on, `count` of them, cut to those that exist.
 inline std::pair<size_t, size_t> EntryRange(size_t size, int first, int count) {
     const int64_t last = static_cast<int64_t>(size);

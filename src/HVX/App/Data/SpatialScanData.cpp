@@ -105,7 +105,7 @@ std::string SpatialScanData::SerializeToCSV() const {
     // Times count from the first entry.
     const int64_t origin = measurements.empty() ? 0 : detail::SteadyTicks(measurements.front().time);
     for (const SpatialScanMeasurement& entry : measurements) {
-        const int64_t milliseconds = (detail::SteadyTicks(entry.time) - origin) / 1000000;
+        const int64_t milliseconds = detail::MillisecondsSince(origin, entry.time);
         out << entry.frequency.Hz() * 1e-6 << ',' << entry.amplitude.dBm() << ',' << entry.position.x().mm() << ','
             << entry.position.y().mm() << ',' << entry.position.z().mm() << ',' << milliseconds << '\n';
     }
