@@ -1,8 +1,11 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/Data/CombinedScanData.h"
 #include "HVX/App/Data/Compensation.h"
 #include "HVX/App/Data/ScanData.h"
+#include "HVX/App/Data/SpatialScanData.h"
+#include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Gerber.h"
 #include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"
