@@ -18,6 +18,8 @@
 #include "HVX/Device/NullAnalyzer.h"
 #include "HVX/Device/NullScanner.h"
 #include "HVX/Device/Scanner.h"
+#include "HVX/Device/Scanner/TavrelAdapterV1.h"
+#include "HVX/Device/Scanner/TavrelAdapterV2.h"
 #include "HVX/Device/UnknownDeserialized.h"
 #include "HVX/Filesystem/File.h"
 #include "HVX/Filesystem/Filesystem.h"
