@@ -2,6 +2,7 @@
 
 // Every public header of the library.
 #include "HVX/App/Data/ScanData.h"
+#include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Task.h"
 #include "HVX/App/UserChoice.h"
 #include "HVX/Base/Error.h"

@@ -18,10 +18,11 @@ void FullScanMeasurement::CalculateMaxIndex() {
 
 namespace {
 
-// strncpy's semantics: zero-filled, and no terminator when the text fills the field.
+// strncpy's semantics: stops at the first NUL, zero-fills the rest, and leaves
+// no terminator when the text fills the field.
 template <size_t N>
 void BoundedCopy(char (&target)[N], const std::string& source) {
-    const size_t length = std::min(source.size(), N);
+    const size_t length = ::strnlen(source.c_str(), N);
     std::memcpy(target, source.data(), length);
     std::memset(target + length, 0, N - length);
 }
