@@ -1,7 +1,9 @@
+#include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Task.h"
 #include "HVX/Device/DeviceLoader.h"
 #include "HVX/Device/NullAnalyzer.h"
 #include "HVX/Device/NullScanner.h"
+#include "HVX/Device/Scanner/TavrelAdapterV1.h"
 #include "HVX/Device/Scanner/TavrelAdapterV2.h"
 
 #include "support/TestDevices.h"
@@ -275,6 +277,67 @@ TEST_F(ScanTaskTest, FullNullScan) {
     float progress = -1.0f;
     EXPECT_TRUE(task.GetProgress(progress));
     EXPECT_EQ(progress, 0.0f);
+}
+
+// Spectral data that counts the measurements it is given.
+class CountingSpectralScanData : public SpectralScanData {
+public:
+    void AddMeasurement(const FullScanMeasurement& measurement, RepeatingBehavior behavior) override {
+        ++added;
+        SpectralScanData::AddMeasurement(measurement, behavior);
+    }
+    using SpectralScanData::AddMeasurement;
+    int added = 0;
+};
+
+TEST_F(ScanTaskTest, FullNullScanIntoSpectralData) {
+    const auto data = std::make_shared<CountingSpectralScanData>();
+    GenericScanTask task(data, NullArguments());
+    ASSERT_TRUE(task.LockResources());
+    for (int i = 1; i <= 999; ++i) {
+        ASSERT_TRUE(task.Step()) << "call " << i;
+        ASSERT_EQ(data->added, i);
+    }
+    EXPECT_FALSE(task.Step());
+    EXPECT_EQ(data->added, 999);
+    EXPECT_EQ(data->GetState(), State::Complete);
+    task.UnlockResources();
+    EXPECT_EQ(data->GetCount(), 600u);
+    EXPECT_EQ(data->GetValues().size(), 600u);
+    EXPECT_EQ(data->GetStartFrequency().Hz(), 100e6);
+    EXPECT_EQ(data->GetStepFrequency().Hz(), 100e6 / 599.0);
+    EXPECT_FALSE(data->IsEmpty());
+}
+
+TEST_F(ScanTaskTest, RepeatingSpectralScanWithOverwriteStartsANewSpectrumEachPass) {
+    TavrelAdapterV1Parameters cells;
+    cells.SetCell(0, 0, true);
+    cells.SetCell(1, 0, true);
+    const auto data = std::make_shared<CountingSpectralScanData>();
+    GenericScanTask task(data, {nullScannerId, ScanMethod::Device, &cells, nullAnalyzerId, &nullAnalyzerParameters});
+    task.SetRepeating(true);
+    ASSERT_TRUE(task.LockResources());
+    ASSERT_TRUE(task.Step());
+    ASSERT_TRUE(task.Step());
+    EXPECT_FALSE(data->IsRestartPending());
+    ASSERT_TRUE(task.Step()); // end of the pass: the USB board's state starts over
+    EXPECT_TRUE(data->IsRestartPending());
+    ASSERT_TRUE(task.Step());
+    EXPECT_FALSE(data->IsRestartPending());
+    EXPECT_EQ(data->added, 3);
+    task.SetRepeating(false);
+    ASSERT_TRUE(task.Step());
+    EXPECT_FALSE(task.Step());
+    EXPECT_EQ(data->added, 4);
+    EXPECT_EQ(data->GetState(), State::Complete);
+    task.UnlockResources();
+}
+
+TEST_F(ScanTaskTest, StopOverEmptySpectralDataSetsEmpty) {
+    const auto data = std::make_shared<SpectralScanData>();
+    GenericScanTask task(data, NullArguments());
+    task.Stop(false);
+    EXPECT_EQ(data->GetState(), State::Empty);
 }
 
 TEST_F(ScanTaskTest, RunCompleteRunsTheWholeScanAndUnlocks) {

@@ -1,6 +1,7 @@
 // The scan task across threads: Stop from another thread while a scan runs,
 // progress read beside the stepping thread, and tasks contending for devices.
 // Threads meet through latches, condition variables and atomics only.
+#include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Task.h"
 #include "HVX/Device/DeviceLoader.h"
 #include "HVX/Device/NullAnalyzer.h"
@@ -13,6 +14,7 @@
 #include <condition_variable>
 #include <latch>
 #include <mutex>
+#include <shared_mutex>
 #include <thread>
 
 namespace nrq {
@@ -47,6 +49,17 @@ private:
     mutable std::mutex mutex;
     size_t count = 0;
     uint64_t lastCount = 0;
+};
+
+// The spectrum of the scan, counting what it is given.
+class CountingSpectralScanData : public SpectralScanData {
+public:
+    void AddMeasurement(const FullScanMeasurement& measurement, RepeatingBehavior behavior) override {
+        SpectralScanData::AddMeasurement(measurement, behavior);
+        added.fetch_add(1);
+    }
+    using SpectralScanData::AddMeasurement;
+    std::atomic<int> added{0};
 };
 
 class CountingNullScanner : public NullScanner {
@@ -115,7 +128,7 @@ TEST_F(ScanTaskConcurrencyTest, StopFromAnotherThreadWhileASweepRuns) {
     auto analyzer = std::make_shared<GatedAnalyzer>(0, 2);
     const std::string scannerId = Add(scanner);
     const std::string analyzerId = Add(analyzer);
-    const auto data = std::make_shared<GuardedScanData>();
+    const auto data = std::make_shared<CountingSpectralScanData>();
     GenericScanTask task(data, {scannerId, ScanMethod::Device, &randomPass, analyzerId, &analyzerParameters});
 
     std::atomic<bool> stopRequested{false};
@@ -130,7 +143,12 @@ TEST_F(ScanTaskConcurrencyTest, StopFromAnotherThreadWhileASweepRuns) {
 
     // The third sweep is in flight: two measurements are in, the scan runs.
     analyzer->WaitUntilStarted(3);
-    EXPECT_EQ(data->Count(), 2u);
+    EXPECT_EQ(data->added.load(), 2);
+    {
+        // A reader beside the scan, as a drawing thread would be.
+        std::shared_lock lock(data->GetMutex());
+        EXPECT_EQ(data->GetValues().size(), 600u);
+    }
     task.Stop(false);
     EXPECT_EQ(scanner->resets.load(), 1);
     EXPECT_EQ(analyzer->resets.load(), 1);
@@ -141,7 +159,7 @@ TEST_F(ScanTaskConcurrencyTest, StopFromAnotherThreadWhileASweepRuns) {
 
     ASSERT_TRUE(locked);
     // The sweep that was running when Stop came is kept.
-    EXPECT_EQ(data->Count(), 3u);
+    EXPECT_EQ(data->added.load(), 3);
     EXPECT_EQ(data->GetState(), State::Complete);
     EXPECT_TRUE(scanner->GetMutex().try_lock());
     scanner->GetMutex().unlock();
