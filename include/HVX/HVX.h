@@ -1,7 +1,9 @@
 #pragma once
 
 // Every public header of the library.
+#include "HVX/App/Data/CombinedScanData.h"
 #include "HVX/App/Data/ScanData.h"
+#include "HVX/App/Data/SpatialScanData.h"
 #include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Task.h"
 #include "HVX/App/UserChoice.h"
