@@ -2,6 +2,7 @@
 
 // Every public header of the library.
 #include "HVX/App/Data/CombinedScanData.h"
+#include "HVX/App/Data/Compensation.h"
 #include "HVX/App/Data/ScanData.h"
 #include "HVX/App/Data/SpatialScanData.h"
 #include "HVX/App/Data/SpectralScanData.h"
@@ -10,6 +11,7 @@
 #include "HVX/Base/Error.h"
 #include "HVX/Base/Log.h"
 #include "HVX/Base/Quantities.h"
+#include "HVX/Base/Range.h"
 #include "HVX/Base/Serialize.h"
 #include "HVX/Base/StringUtil.h"
 #include "HVX/Base/Strings.h"

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <type_traits>
 
 namespace nrq {
 namespace detail {
@@ -15,6 +16,10 @@ public:
 
     constexpr Quantity() = default;
     constexpr explicit Quantity(T baseValue) : value(baseValue) {}
+    // Any other number, so that a literal 0 means zero and not nullptr.
+    template <class N>
+        requires(std::is_arithmetic_v<N> && !std::is_same_v<N, T>)
+    constexpr explicit Quantity(N baseValue) : value(static_cast<T>(baseValue)) {}
 
     constexpr Derived operator*(T factor) const { return Derived(value * factor); }
     constexpr Derived operator/(T divisor) const { return Derived(value / divisor); }

@@ -54,7 +54,8 @@ void WriteLine(const LogStyle& style, std::string_view message) {
         else
             sinks.console.Write(fmt::format("{}{}{}\n", stamp, style.prefix, message));
     }
-    if (sinks.file) {
+    // After Terminate the file stays engaged but closed: late lines go nowhere.
+    if (sinks.file && sinks.file->IsOpen()) {
         sinks.file->Write(stamp);
         if (!style.prefix.empty())
             sinks.file->Write(style.prefix);
@@ -102,7 +103,7 @@ void Log::RawOutput(std::string_view message) {
     std::lock_guard lock(sinks.mutex);
     if (sinks.console.IsValid())
         sinks.console.Write(message);
-    if (sinks.file)
+    if (sinks.file && sinks.file->IsOpen())
         sinks.file->Write(message);
 }
 

@@ -1,0 +1,205 @@
+#include "HVX/Base/Error.h"
+#include "HVX/Base/Log.h"
+#include "HVX/Filesystem/Filesystem.h"
+#include "HVX/Graphics/State.h"
+#include "HVX/Init.h"
+#include "support/TestEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+
+namespace nrq {
+namespace {
+
+class LibraryFrame : public ::testing::Test {
+protected:
+    void SetUp() override { HVXInit(false); }
+    void TearDown() override { HVXTerminate(); }
+};
+
+TEST_F(LibraryFrame, InitWithoutGraphicsLeavesGraphicsUnloadedAndTerminateIsHarmless) {
+    EXPECT_FALSE(Graphics::IsLoaded());
+    EXPECT_NO_THROW(HVXTerminate());
+    EXPECT_FALSE(Graphics::IsLoaded());
+    HVXInit(false); // for TearDown
+}
+
+TEST_F(LibraryFrame, LogStartsWithLogStartInTheUserDataFolder) {
+    const std::string expectedPath = std::string(fs::GetUserSaveDataDirectory()) + "/log.txt";
+    EXPECT_EQ(Log::GetFilePath(), expectedPath);
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n");
+}
+
+TEST_F(LibraryFrame, TimeStampIsTimeOfDayInBracketsAndABlank) {
+    const std::string text = test::ReadFileBytes(std::string(Log::GetFilePath()));
+    EXPECT_TRUE(std::regex_match(text, std::regex(R"(\[\d\d:\d\d:\d\d\] Log start\n)"))) << text;
+}
+
+TEST_F(LibraryFrame, EachOperationWritesItsPrefix) {
+    Log::Output("o");
+    Log::Success("s");
+    Log::Summary("m");
+    Log::Warn("w");
+    Log::Error("e");
+    Log::Fail("f");
+    Log::Fatal("x");
+    Log::RawOutput("raw");
+    Log::RawOutput("\n");
+    EXPECT_EQ(test::LogWithoutTimeStamps(),
+              "[T] Log start\n"
+              "[T] o\n"
+              "[T] s\n"
+              "[T] m\n"
+              "[T] Warning: w\n"
+              "[T] Error: e\n"
+              "[T] f\n"
+              "[T] FATAL: x\n"
+              "raw\n");
+}
+
+TEST_F(LibraryFrame, EmptyWarningStillHasStampPrefixAndLineFeed) {
+    Log::Warn("");
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n[T] Warning: \n");
+}
+
+TEST_F(LibraryFrame, FatalOnlyWritesItsLine) {
+    Log::Fatal("still running");
+    Log::Output("after");
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n[T] FATAL: still running\n[T] after\n");
+}
+
+TEST_F(LibraryFrame, SecondRunReplacesTheLogOfTheFirst) {
+    Log::Output("first run");
+    HVXTerminate();
+    HVXInit(false);
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n");
+}
+
+TEST_F(LibraryFrame, TerminateClosesTheLogFile) {
+    HVXTerminate();
+    EXPECT_EQ(Log::GetFilePath(), "");
+    HVXInit(false);
+}
+
+TEST_F(LibraryFrame, FailedAssertionIsOneRecordAndThrowsWithTheLine) {
+    const auto where = std::source_location::current();
+    try {
+        Assert(false, "a", where);
+        FAIL() << "Assert did not throw";
+    } catch (const Error& error) {
+        EXPECT_EQ(std::string(error.what()), "(" + std::to_string(where.line()) + ") a");
+    }
+    EXPECT_EQ(test::LogWithoutTimeStamps(),
+              std::string("[T] Log start\n[T] Error: Assertion failed:\nWhat: a\nWhere: ") +
+                  where.function_name() + "\n");
+}
+
+TEST_F(LibraryFrame, PassingAssertionWritesNothing) {
+    EXPECT_NO_THROW(Assert(true, "never"));
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n");
+}
+
+TEST(ErrorTest, WithoutMessageIsUnspecifiedWithoutLine) {
+    const Error error{std::source_location::current()};
+    EXPECT_STREQ(error.what(), "unspecified error");
+}
+
+TEST(ErrorTest, MessageCarriesTheLineInBrackets) {
+    const auto loc = std::source_location::current();
+    const Error error("x", loc);
+    EXPECT_EQ(std::string(error.what()), "(" + std::to_string(loc.line()) + ") x");
+    EXPECT_EQ(error.GetLocation().line(), loc.line());
+    EXPECT_STREQ(error.GetLocation().file_name(), loc.file_name());
+}
+
+TEST(ErrorTest, FormatPutsTheLineFirst) {
+    // The default argument records the caller's line.
+    const Error error("input is required"); const unsigned line = __LINE__;
+    EXPECT_EQ(std::string(error.what()), "(" + std::to_string(line) + ") input is required");
+}
+
+TEST(ErrorTest, CopyAndMoveKeepMessageAndLocation) {
+    const Error original("copied");
+    Error copy = original;
+    EXPECT_STREQ(copy.what(), original.what());
+    Error moved = std::move(copy);
+    EXPECT_STREQ(moved.what(), original.what());
+    EXPECT_EQ(moved.GetLocation().line(), original.GetLocation().line());
+}
+
+TEST(ErrorTest, SystemCodeUsesThePlatformText) {
+    const auto loc = std::source_location::current();
+    const Error error = Error::SystemCode(ENOENT, loc);
+    EXPECT_EQ(std::string(error.what()), "(" + std::to_string(loc.line()) + ") No such file or directory");
+}
+
+TEST(ErrorTest, SystemCodeWithTextPutsTheTextFirst) {
+    const auto loc = std::source_location::current();
+    const Error error = Error::SystemCode(EACCES, "opening", loc);
+    EXPECT_EQ(std::string(error.what()), "(" + std::to_string(loc.line()) + ") opening\nPermission denied");
+}
+
+TEST(ErrorTest, SystemCodeTakesTheThreadsLastError) {
+    errno = ENOTDIR;
+    const auto loc = std::source_location::current();
+    const Error error = Error::SystemCode(loc);
+    EXPECT_EQ(std::string(error.what()), "(" + std::to_string(loc.line()) + ") Not a directory");
+}
+
+TEST(ErrorTest, SystemMessageOfUnknownCodeIsEmpty) {
+    EXPECT_EQ(HVXGetSystemErrorMessage(987654), "");
+    EXPECT_EQ(HVXGetSystemErrorMessage(EEXIST), "File exists");
+}
+
+TEST(ErrorTest, IsAStandardException) {
+    try {
+        throw Error("caught as std::exception");
+    } catch (const std::exception& error) {
+        EXPECT_NE(std::string(error.what()).find("caught as std::exception"), std::string::npos);
+    }
+}
+
+// The folders are computed once per process, so this runs in a child process
+// whose data folder lies below a regular file and can't be created.
+TEST(LibraryFrameDeathTest, InitFailsWithTheMakeDirectoryErrorBeforeTheLogExists) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto blocker = test::MakeTempDir("blocked") / "file";
+    test::WriteFileBytes(blocker, "not a folder");
+    EXPECT_EXIT(
+        {
+            ::setenv("XDG_DATA_HOME", blocker.c_str(), 1);
+            try {
+                HVXInit(false);
+            } catch (const Error& error) {
+                const std::string what = error.what();
+                const bool wording = what.find("Failed to create save directory: Not a directory\nFILE: " +
+                                               blocker.string() + "/Nerquil Labs/Halvex2") != std::string::npos;
+                const bool noLog = Log::GetFilePath().empty();
+                std::exit(wording && noLog ? 0 : 1);
+            }
+            std::exit(2);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace
+} // namespace nrq
+
+namespace nrq {
+namespace {
+
+TEST(LogAfterTerminate, LinesAfterTerminateAreDroppedWithoutError) {
+    HVXInit(false);
+    Log::Output("kept");
+    HVXTerminate();
+    EXPECT_NO_THROW(Log::Warn("dropped"));
+    EXPECT_NO_THROW(Log::RawOutput("dropped"));
+    EXPECT_EQ(test::LogWithoutTimeStamps(), "[T] Log start\n[T] kept\n");
+}
+
+} // namespace
+} // namespace nrq
