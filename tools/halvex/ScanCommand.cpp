@@ -404,22 +404,22 @@ int RunScan(const std::vector<std::string>& args) {
             if (!announced || interrupted || run.finished.load())
                 continue;
             if (terminal)
-                Print(options.quiet, "\r" + FormatProgress(run.points.load(), expected, elapsed, 30) + "\033[K");
+                Print(options.quiet, fmt::format("\r{}\033[K", FormatProgress(run.points.load(), expected, elapsed, 30)));
             else if (now - lastLine >= std::chrono::seconds(1)) {
                 lastLine = now;
-                Print(options.quiet, "progress: " + FormatProgress(run.points.load(), expected, elapsed, 0) + "\n");
+                Print(options.quiet, fmt::format("progress: {}\n", FormatProgress(run.points.load(), expected, elapsed, 0)));
             }
         }
         scanThread.join();
     }
     const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
     if (terminal && !interrupted)
-        Print(options.quiet, "\r" + FormatProgress(run.points.load(), expected, elapsed, 30) + "\033[K\n");
+        Print(options.quiet, fmt::format("\r{}\033[K\n", FormatProgress(run.points.load(), expected, elapsed, 30)));
 
     if (run.lockFailed)
         throw std::runtime_error("the simulated devices are busy");
     if (!run.note.empty())
-        Print(options.quiet, "note: " + run.note + "\n");
+        Print(options.quiet, fmt::format("note: {}\n", run.note));
     if (correction && !data->ApplyCompensation(*correction))
         Print(options.quiet, fmt::format("note: {} data takes no correction\n", ShapeName(options.shape)));
 
