@@ -1,5 +1,6 @@
 #include "HVX/App/Data/SpectralScanData.h"
 #include "HVX/App/Task.h"
+#include "HVX/App/UserChoice.h"
 #include "HVX/Device/DeviceLoader.h"
 #include "HVX/Device/NullAnalyzer.h"
 #include "HVX/Device/NullScanner.h"
@@ -599,6 +600,81 @@ TEST_F(ScanTaskTest, SuspendAndContinueResumeWhereTheScanStood) {
     EXPECT_EQ(data->measurements.back().position.x(), reference.GetScanPosition().x());
     EXPECT_EQ(data->measurements.back().position.y(), reference.GetScanPosition().y());
     task.UnlockResources();
+}
+
+// A board with two positions per pass that asks, as the USB board does,
+// whether a second pass is to follow.
+class AskingScanner : public test::JournalScanner {
+public:
+    using JournalScanner::JournalScanner;
+    ScanStatus NextScanPosition() override {
+        if (position < 2 || (secondPass && position < 4)) {
+            ++position;
+            return ScanStatus::Ready;
+        }
+        if (secondPass)
+            return ScanStatus::Finished;
+        if (EmitTaskEvent(TaskEvent::TavrelSecondPass).value != 0)
+            return ScanStatus::Finished;
+        secondPass = true;
+        return NextScanPosition();
+    }
+
+private:
+    int position = 0;
+    bool secondPass = false;
+};
+
+class AnswerHandler : public TaskEventHandler {
+public:
+    explicit AnswerHandler(int32_t answer) : answer(answer) {}
+    TaskEventResponse HandleTaskEvent(TaskEvent event) override {
+        events.push_back(event);
+        return TaskEventResponse{answer};
+    }
+    int32_t answer;
+    std::vector<TaskEvent> events;
+};
+
+class TaskEventsTest : public ScanTaskTest {
+protected:
+    // Runs a scan of the asking board on a thread of its own, with `handler` installed there.
+    size_t ScanWithHandler(TaskEventHandler* handler) {
+        DeviceLoader::AddDevice(std::make_shared<AskingScanner>(journal, "ask"));
+        AddJournalDevices();
+        journalAnalyzer->sweep = {DecibelMilliwatts(1.0f), DecibelMilliwatts(2.0f)};
+        const std::string askingId = "{Test}{ask}";
+        const auto data = std::make_shared<test::RecordingScanData>();
+        GenericScanTask task(data, {askingId, ScanMethod::Device, nullptr, journalAnalyzerId, nullptr});
+        std::thread scan([&] {
+            SetThreadTaskEventHandler(handler);
+            task.RunComplete();
+            SetThreadTaskEventHandler(nullptr);
+        });
+        scan.join();
+        EXPECT_EQ(data->GetState(), State::Complete);
+        return data->measurements.size();
+    }
+};
+
+TEST_F(TaskEventsTest, WithoutAHandlerTheAnswerIsOneAndTheScanEndsAfterThePass) {
+    AnswerHandler elsewhere(0);
+    SetThreadTaskEventHandler(&elsewhere); // this thread's, not the scan's
+    EXPECT_EQ(ScanWithHandler(nullptr), 2u);
+    SetThreadTaskEventHandler(nullptr);
+    EXPECT_TRUE(elsewhere.events.empty());
+}
+
+TEST_F(TaskEventsTest, HandlerOnTheScanThreadAnsweringZeroStartsTheSecondPass) {
+    AnswerHandler yes(0);
+    EXPECT_EQ(ScanWithHandler(&yes), 4u);
+    EXPECT_EQ(yes.events, (std::vector<TaskEvent>{TaskEvent::TavrelSecondPass}));
+}
+
+TEST_F(TaskEventsTest, NonZeroAnswerEndsTheScan) {
+    AnswerHandler no(2);
+    EXPECT_EQ(ScanWithHandler(&no), 2u);
+    EXPECT_EQ(no.events.size(), 1u);
 }
 
 TEST_F(ScanTaskTest, TavrelGridScanThroughTheNullScanner) {
