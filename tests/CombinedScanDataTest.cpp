@@ -1,6 +1,8 @@
 #include "HVX/App/Data/CombinedScanData.h"
 
-#include "support/Bytes.h"
+#include "HVX/App/Data/Compensation.h"
+
+#include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -292,6 +294,21 @@ TEST(CombinedScanData, AddMeasurementsOverwritesFromTheIndexAndStepsItByOne) {
     EXPECT_EQ(data.GetWriteIndex(), 1);
 }
 
+TEST(CombinedScanData, AWriteIndexFromAFileMayStandAnywhere) {
+    // No entries, write index 0x7FFFFFFF.
+    const std::string body = expectedHead + std::string(24, '\0') + Hex("FF FF FF 7F  00 00 00 00");
+    CombinedScanData data;
+    std::string_view view(body);
+    data.DeserializeBinary(view, Version(4));
+    EXPECT_EQ(data.GetWriteIndex(), 0x7FFFFFFF);
+    data.AddMeasurement(Sweep(1e6, 1e3, {-1.0f}, first, 0ns), RepeatingBehavior::Overwrite);
+    EXPECT_EQ(data.GetMeasurements().size(), 1u);
+    EXPECT_EQ(data.GetWriteIndex(), std::numeric_limits<int32_t>::min());
+    data.AddMeasurement(Sweep(1e6, 1e3, {-2.0f}, first, 0ns), RepeatingBehavior::Overwrite);
+    EXPECT_EQ(data.GetMeasurements().size(), 2u);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-1.0f}));
+}
+
 TEST(CombinedScanData, CsvShowsEachSweepsStrongestPoint) {
     const CombinedScanData data = MakeTwoEntries();
     EXPECT_EQ(data.SerializeToCSV(), "Frequency (MHz),Max Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n"
@@ -443,6 +460,57 @@ TEST(CombinedScanData, CopyTakesEntriesBoundsAndIndexButNotInfoOrUserData) {
     std::string withTargetInfo = expectedHead + std::string(208, '\0') + expectedRest;
     withTargetInfo[9] = 0x22;
     EXPECT_TRUE(SameBytes(withTargetInfo, target.SerializeBinary()));
+}
+
+// Two columns, one row: at 100 MHz 1 dB in cell (0, 0) and 2 dB in cell (1, 0);
+// at 200 MHz 3 dB and 6 dB. Cells are 7.5 mm.
+Compensation GridCorrection() {
+    return Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                    "02 00 00 00  01 00 00 00  02 00 00 00"
+                                    "00 00 00 00 84 D7 97 41  00 00 80 3F 00 00 00 40"
+                                    "00 00 00 00 84 D7 A7 41  00 00 40 40 00 00 C0 40"));
+}
+
+const Position cell00 = At(0.001f, 0.001f, 0.0f);
+const Position cell10 = At(0.01f, 0.001f, 0.0f);
+
+CombinedScanData TwoCorrectableSweeps() {
+    CombinedScanData data;
+    data.AddMeasurement(Sweep(100e6, 50e6, {-80.0f, -80.0f, -80.0f}, cell10, 0ns), RepeatingBehavior::Overwrite);
+    data.AddMeasurement(Sweep(100e6, 50e6, {-90.0f, -90.0f}, cell00, 0ns), RepeatingBehavior::Overwrite);
+    return data;
+}
+
+TEST(CombinedScanData, CompensationAddsTheValueAtEachPointOfEachSweep) {
+    CombinedScanData data = TwoCorrectableSweeps();
+    EXPECT_TRUE(data.ApplyCompensation(GridCorrection()));
+    // Cell (1, 0) at 100, 150 and 200 MHz: +2, +4, +6. Cell (0, 0) at 100 and 150 MHz: +1, +2.
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-78.0f, -76.0f, -74.0f}));
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[1]), (std::vector<float>{-89.0f, -88.0f}));
+    const std::string body = data.SerializeBinary();
+    EXPECT_TRUE(SameBytes(Hex("00 00 9C C2 00 00 98 C2 00 00 94 C2"), body.substr(249 + 44, 12)));
+    EXPECT_TRUE(SameBytes(Hex("00 00 B2 C2 00 00 B0 C2"), body.substr(body.size() - 8)));
+}
+
+TEST(CombinedScanData, PartialCompensationCorrectsOnlyTheGivenEntries) {
+    CombinedScanData data = TwoCorrectableSweeps();
+    const Compensation correction = GridCorrection();
+    data.PartialApplyCompensation(correction, 1, 1);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-80.0f, -80.0f, -80.0f}));
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[1]), (std::vector<float>{-89.0f, -88.0f}));
+    data.PartialApplyCompensation(correction, 0, 1);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-78.0f, -76.0f, -74.0f}));
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[1]), (std::vector<float>{-89.0f, -88.0f}));
+    // Ranges are cut to the entries.
+    data.PartialApplyCompensation(correction, -5, 6);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[0]), (std::vector<float>{-76.0f, -72.0f, -68.0f}));
+    data.PartialApplyCompensation(correction, 2, 3);
+    EXPECT_EQ(Amplitudes(data.GetMeasurements()[1]), (std::vector<float>{-89.0f, -88.0f}));
+}
+
+TEST(CombinedScanData, CompensationOfNoEntriesStillSucceeds) {
+    CombinedScanData data;
+    EXPECT_TRUE(data.ApplyCompensation(GridCorrection()));
 }
 
 } // namespace

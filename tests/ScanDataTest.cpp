@@ -1,11 +1,14 @@
 #include "HVX/App/Data/ScanData.h"
 
-#include "support/Bytes.h"
+#include "HVX/App/Data/Compensation.h"
+
+#include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <memory>
 
 namespace nrq {
@@ -80,6 +83,50 @@ TEST(FullScanMeasurement, CalculateMaxIndexOfNoValuesIsZero) {
     m.CalculateMaxIndex();
     EXPECT_EQ(m.minIndex, 0u);
     EXPECT_EQ(m.maxIndex, 0u);
+}
+
+TEST(FullScanMeasurement, CalculateMaxIndexOnALongSweepTakesTheFirstOfEqualExtremes) {
+    FullScanMeasurement m = SweepOf({-50, -50, -50, -50, -50, -90, -50, -50, -50, -50,
+                                     -50, -50, -50, -10, -50, -50, -50, -10, -90, -50});
+    m.CalculateMaxIndex();
+    EXPECT_EQ(m.minIndex, 5u);
+    EXPECT_EQ(m.maxIndex, 13u);
+}
+
+TEST(FullScanMeasurement, CalculateMaxIndexFindsExtremesInTheLastPlaces) {
+    FullScanMeasurement m = SweepOf({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -1, 1});
+    m.CalculateMaxIndex();
+    EXPECT_EQ(m.minIndex, 23u);
+    EXPECT_EQ(m.maxIndex, 24u);
+}
+
+TEST(FullScanMeasurement, CalculateMaxIndexNeverPicksANaN) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    FullScanMeasurement m = SweepOf({1, nan, 3, -2, nan, nan, nan, nan, nan, nan, nan, nan, nan, nan, nan, nan, nan});
+    m.CalculateMaxIndex();
+    EXPECT_EQ(m.minIndex, 3u);
+    EXPECT_EQ(m.maxIndex, 2u);
+}
+
+TEST(FullScanMeasurement, CalculateMaxIndexWithANaNFirstStaysAtZero) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    FullScanMeasurement m = SweepOf({nan, 1, -1, 2, -2, 3, -3, 4, -4, 5, -5, 6, -6});
+    m.minIndex = 4;
+    m.maxIndex = 4;
+    m.CalculateMaxIndex();
+    EXPECT_EQ(m.minIndex, 0u);
+    EXPECT_EQ(m.maxIndex, 0u);
+}
+
+TEST(FullScanMeasurement, CalculateMaxIndexTreatsBothZerosAsEqual) {
+    FullScanMeasurement m = SweepOf({-1, 0.0f, -0.0f, -2, -3, -3, -1, -0.0f, 0.0f, -2, -3, -1});
+    m.CalculateMaxIndex();
+    EXPECT_EQ(m.minIndex, 4u);
+    EXPECT_EQ(m.maxIndex, 1u);
+    FullScanMeasurement zeros = SweepOf({-0.0f, 0.0f, -0.0f, 0.0f, -0.0f, 0.0f, -0.0f, 0.0f, -0.0f, 0.0f});
+    zeros.CalculateMaxIndex();
+    EXPECT_EQ(zeros.minIndex, 0u);
+    EXPECT_EQ(zeros.maxIndex, 0u);
 }
 
 TEST(ScanDataInfo, RecordsHaveTheirFixedSizes) {
@@ -303,6 +350,22 @@ TEST(UnknownScanData, TruncatedBodyRaises) {
     } catch (const Error& e) {
         EXPECT_THAT(e.what(), HasSubstr("Deserialization ERROR"));
     }
+}
+
+Compensation FlatCorrection() {
+    return Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                    "00 00 00 00  00 00 00 00  01 00 00 00"
+                                    "00 00 00 00 84 D7 97 41  00 00 80 3F"));
+}
+
+TEST(IScanData, DefaultCompensationDoesNothing) {
+    CountingScanData data;
+    EXPECT_FALSE(data.ApplyCompensation(FlatCorrection()));
+}
+
+TEST(BlankScanData, CompensationReturnsFalse) {
+    BlankScanData data;
+    EXPECT_FALSE(data.ApplyCompensation(FlatCorrection()));
 }
 
 } // namespace

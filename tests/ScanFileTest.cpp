@@ -6,6 +6,7 @@
 #include "HVX/Device/Scanner/TavrelAdapterV2.h"
 
 #include "support/Bytes.h"
+#include "support/HexBytes.h"
 
 #include <gtest/gtest.h>
 

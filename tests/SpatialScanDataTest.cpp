@@ -1,6 +1,8 @@
 #include "HVX/App/Data/SpatialScanData.h"
 
-#include "support/Bytes.h"
+#include "HVX/App/Data/Compensation.h"
+
+#include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -229,6 +231,20 @@ TEST(SpatialScanData, CsvTimeBeforeTheFirstEntryIsCutTowardsZero) {
                                      "1,0,0,0,0,-1\n");
 }
 
+TEST(SpatialScanData, CsvTimesOfAnyTicksFromAFileWrapAround) {
+    // The first entry at the smallest tick count, the second at the largest:
+    // the difference, 2^64 - 1 nanoseconds, wraps to -1 and is cut to 0 ms.
+    const std::string body = Hex("00  00 00 00 00 00 00 00 00") + std::string(24, '\0') + Hex("02 00 00 00") +
+                             std::string(20, '\0') + Hex("00 00 00 00 00 00 00 80  00 00 00 00") +
+                             std::string(20, '\0') + Hex("FF FF FF FF FF FF FF 7F  00 00 00 00");
+    SpatialScanData data;
+    std::string_view view(body);
+    data.DeserializeBinary(view, Version(4));
+    EXPECT_EQ(data.SerializeToCSV(), "Frequency (MHz),Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n"
+                                     "0,0,0,0,0,0\n"
+                                     "0,0,0,0,0,0\n");
+}
+
 TEST(SpatialScanData, BinaryBodyIsLaidOutByteByByte) {
     const SpatialScanData data = MakeTwoEntries();
     const std::string body = data.SerializeBinary();
@@ -361,6 +377,57 @@ TEST(SpatialScanData, EmptySweepCountsAsTheWeakestPoint) {
     ASSERT_EQ(data.GetMeasurements().size(), 1u);
     EXPECT_EQ(Entry(data, 0).frequencyHz, 5e6);
     EXPECT_EQ(Entry(data, 0).amplitude, std::numeric_limits<float>::lowest());
+}
+
+// Two columns, one row: at 100 MHz 1 dB in cell (0, 0) and 2 dB in cell (1, 0);
+// at 200 MHz 3 dB and 6 dB. Cells are 7.5 mm.
+Compensation GridCorrection() {
+    return Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                    "02 00 00 00  01 00 00 00  02 00 00 00"
+                                    "00 00 00 00 84 D7 97 41  00 00 80 3F 00 00 00 40"
+                                    "00 00 00 00 84 D7 A7 41  00 00 40 40 00 00 C0 40"));
+}
+
+const Position cell00 = At(0.001f, 0.001f, 0.0f);
+const Position cell10 = At(0.01f, 0.001f, 0.0f);
+
+SpatialScanData TwoCorrectableEntries() {
+    SpatialScanData data;
+    data.AddMeasurement(Sweep(100e6, 0, {-80.0f}, cell00, 0ns), RepeatingBehavior::Overwrite);
+    data.AddMeasurement(Sweep(150e6, 0, {-70.0f}, cell10, 0ns), RepeatingBehavior::Overwrite);
+    return data;
+}
+
+TEST(SpatialScanData, CompensationAddsTheValueAtEachEntrysFrequencyAndCell) {
+    SpatialScanData data = TwoCorrectableEntries();
+    EXPECT_TRUE(data.ApplyCompensation(GridCorrection()));
+    // Cell (0, 0) at 100 MHz: +1. Cell (1, 0) halfway to 200 MHz: (2 + 6) / 2 = +4.
+    EXPECT_EQ(Entry(data, 0).amplitude, -79.0f);
+    EXPECT_EQ(Entry(data, 1).amplitude, -66.0f);
+    const std::string body = data.SerializeBinary();
+    EXPECT_TRUE(SameBytes(Hex("00 00 9E C2"), body.substr(245 + 28, 4)));
+    EXPECT_TRUE(SameBytes(Hex("00 00 84 C2"), body.substr(245 + 32 + 28, 4)));
+}
+
+TEST(SpatialScanData, PartialCompensationCorrectsOnlyTheGivenEntries) {
+    SpatialScanData data = TwoCorrectableEntries();
+    const Compensation correction = GridCorrection();
+    data.PartialApplyCompensation(correction, 1, 1);
+    EXPECT_EQ(Entry(data, 0).amplitude, -80.0f);
+    EXPECT_EQ(Entry(data, 1).amplitude, -66.0f);
+    // A range beyond the entries is cut to them.
+    data.PartialApplyCompensation(correction, -1, 2);
+    EXPECT_EQ(Entry(data, 0).amplitude, -79.0f);
+    EXPECT_EQ(Entry(data, 1).amplitude, -66.0f);
+    data.PartialApplyCompensation(correction, 1, 100);
+    EXPECT_EQ(Entry(data, 1).amplitude, -62.0f);
+    data.PartialApplyCompensation(correction, 2, 1);
+    EXPECT_EQ(Entry(data, 1).amplitude, -62.0f);
+}
+
+TEST(SpatialScanData, CompensationOfNoEntriesStillSucceeds) {
+    SpatialScanData data;
+    EXPECT_TRUE(data.ApplyCompensation(GridCorrection()));
 }
 
 } // namespace

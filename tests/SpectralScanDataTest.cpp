@@ -1,6 +1,8 @@
 #include "HVX/App/Data/SpectralScanData.h"
 
-#include "support/Bytes.h"
+#include "HVX/App/Data/Compensation.h"
+
+#include "support/HexBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -417,6 +419,48 @@ TEST(SpectralScanData, AssignmentKeepsTheTargetsInfoAndUserData) {
     SpectralScanData& self = target;
     target = self;
     EXPECT_EQ(Amplitudes(target), (std::vector<float>{-80.0f, -75.5f}));
+}
+
+// One value per frequency: 1 dB at 100 MHz, 3 dB at 100.2 MHz.
+Compensation SingleValueCorrection() {
+    return Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                    "00 00 00 00  00 00 00 00  02 00 00 00"
+                                    "00 00 00 00 84 D7 97 41  00 00 80 3F"
+                                    "00 00 00 00 B9 E3 97 41  00 00 40 40"));
+}
+
+TEST(SpectralScanData, CompensationAddsTheValueAtEachFrequency) {
+    SpectralScanData data = MakeTwoPointSpectrum();
+    const Compensation correction = SingleValueCorrection();
+    EXPECT_TRUE(data.ApplyCompensation(correction));
+    // 100 MHz is on the table: +1. 100.1 MHz lies halfway: +2.
+    EXPECT_EQ(Amplitudes(data), (std::vector<float>{-79.0f, -73.5f}));
+    const std::string body = data.SerializeBinary();
+    EXPECT_TRUE(SameBytes(Hex("00 00 9E C2  00 00 93 C2"), body.substr(body.size() - 8)));
+}
+
+TEST(SpectralScanData, CompensationAppliedTwiceAddsTwice) {
+    SpectralScanData data = MakeTwoPointSpectrum();
+    const Compensation correction = SingleValueCorrection();
+    data.ApplyCompensation(correction);
+    data.ApplyCompensation(correction);
+    EXPECT_EQ(Amplitudes(data), (std::vector<float>{-78.0f, -71.5f}));
+}
+
+TEST(SpectralScanData, CompensationOfNoValuesStillSucceeds) {
+    SpectralScanData data;
+    EXPECT_TRUE(data.ApplyCompensation(SingleValueCorrection()));
+    EXPECT_TRUE(data.IsEmpty());
+}
+
+TEST(SpectralScanData, CompensationIgnoresThePositionGrid) {
+    // Two columns: 1 dB in cell (0, 0), 5 dB in cell (1, 0), at every frequency.
+    const Compensation grid = Compensation::Decode(Hex("43 4F 52 52 45 43 54 49 4F 4E  00 00 00 00"
+                                                       "02 00 00 00  01 00 00 00  01 00 00 00"
+                                                       "00 00 00 00 84 D7 97 41  00 00 80 3F 00 00 A0 40"));
+    SpectralScanData data = MakeTwoPointSpectrum();
+    data.ApplyCompensation(grid);
+    EXPECT_EQ(Amplitudes(data), (std::vector<float>{-79.0f, -74.5f}));
 }
 
 } // namespace

@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
+#include <cctype>
+#include <string_view>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -47,10 +48,30 @@ void WriteFileBytes(const std::filesystem::path& path, const std::string& bytes)
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+bool IsTimeStampAt(const std::string& text, size_t at) {
+    static constexpr std::string_view shape = "[00:00:00] ";
+    if (text.size() - at < shape.size())
+        return false;
+    for (size_t i = 0; i < shape.size(); ++i) {
+        const char c = text[at + i];
+        if (shape[i] == '0' ? !std::isdigit(static_cast<unsigned char>(c)) : c != shape[i])
+            return false;
+    }
+    return true;
+}
+
 std::string LogWithoutTimeStamps() {
     const std::string text = ReadFileBytes(std::string(fs::GetUserSaveDataDirectory()) + "/log.txt");
-    static const std::regex stamp(R"(\[\d\d:\d\d:\d\d\] )");
-    return std::regex_replace(text, stamp, "[T] ");
+    std::string out;
+    for (size_t i = 0; i < text.size();) {
+        if (IsTimeStampAt(text, i)) {
+            out += "[T] ";
+            i += 11;
+        } else {
+            out += text[i++];
+        }
+    }
+    return out;
 }
 
 int RunCommand(const std::string& command, std::string& output) {

@@ -14,6 +14,9 @@ std::filesystem::path MakeTempDir(const std::string& name);
 std::string ReadFileBytes(const std::filesystem::path& path);
 void WriteFileBytes(const std::filesystem::path& path, const std::string& bytes);
 
+// True when text[at] starts a "[hh:mm:ss] " time stamp.
+bool IsTimeStampAt(const std::string& text, size_t at);
+
 // The log file's text with every leading "[hh:mm:ss] " time stamp replaced by "[T] ".
 std::string LogWithoutTimeStamps();
 

@@ -38,12 +38,20 @@ public:
     // moved. The write index goes up by one however many are added, so callers
     // of this form set the index themselves.
     void AddMeasurements(const FullScanMeasurement* first, size_t count, RepeatingBehavior behavior) override;
+    // Adds the correction at each entry's frequencies and position. Applying
+    // twice adds twice.
+    bool ApplyCompensation(const Compensation& compensation) override;
     // Entries beyond the next pass's end stay in place.
     void ResetWriteIndex() override { writeIndex = 0; }
     bool IsEmpty() const override { return measurements.empty(); }
     std::string SerializeToCSV() const override;
 
     int GetWriteIndex() const { return writeIndex; }
+    // Corrects entries `first` to `first + count - 1`, so that a running scan
+    // can correct only its new entries; places outside the entries are left
+    // out. Like ApplyCompensation, IsEmpty and ResetWriteIndex it takes no
+    // lock: for moments when no scan writes.
+    void PartialApplyCompensation(const Compensation& compensation, int first, int count);
     // False, with both arguments untouched, while there are no entries. Like
     // IsEmpty it doesn't take the data lock: for moments when no scan writes.
     bool GetBounds(Vector<Length, 3>& min, Vector<Length, 3>& max) const;

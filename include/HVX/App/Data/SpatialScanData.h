@@ -32,6 +32,9 @@ public:
     // A write past the last entry appends, and Combine counts as Overwrite there.
     void AddMeasurement(const FullScanMeasurement& measurement, RepeatingBehavior behavior) override;
     using IScanData::AddMeasurement;
+    // Adds the correction at each entry's frequencies and position. Applying
+    // twice adds twice.
+    bool ApplyCompensation(const Compensation& compensation) override;
     // Entries beyond the next pass's end stay in place.
     void ResetWriteIndex() override { writeIndex = 0; }
     // Without a lock: for moments when no scan writes.
@@ -39,6 +42,11 @@ public:
     std::string SerializeToCSV() const override;
 
     int GetWriteIndex() const { return writeIndex; }
+    // Corrects entries `first` to `first + count - 1`, so that a running scan
+    // can correct only its new entries; places outside the entries are left
+    // out. Like ApplyCompensation, IsEmpty and ResetWriteIndex it takes no
+    // lock: for moments when no scan writes.
+    void PartialApplyCompensation(const Compensation& compensation, int first, int count);
 
     // Readers of the entries hold the shared lock of GetMutex().
     std::shared_mutex& GetMutex() const { return mutex; }

@@ -30,9 +30,11 @@ public:
     // Overwrite, in which case it takes the sweep's shape first.
     void AddMeasurement(const FullScanMeasurement& measurement, RepeatingBehavior behavior) override;
     using IScanData::AddMeasurement;
+    // Adds the correction at each frequency, at the zero position. Takes no
+    // lock, like IsEmpty and ResetWriteIndex: for moments when no scan writes.
+    bool ApplyCompensation(const Compensation& compensation) override;
     // Only marks a restart: the next Overwrite starts a new spectrum.
     void ResetWriteIndex() override { restartPending = true; }
-    // Without a lock, like ResetWriteIndex: for moments when no scan writes.
     bool IsEmpty() const override { return values.empty(); }
     std::string SerializeToCSV() const override;
 

@@ -1,6 +1,7 @@
 #include "HVX/App/Data/CombinedScanData.h"
 
-#include "HVX/App/Data/ScanBounds.h"
+#include "HVX/App/Data/Compensation.h"
+#include "HVX/App/Data/ScanEntries.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,15 +15,6 @@ namespace {
 
 // start, step, count, x, y, z, time, number of values.
 constexpr size_t entryHeadSize = 8 + 8 + 4 + 3 * 4 + 8 + 4;
-
-int64_t Ticks(std::chrono::steady_clock::time_point time) {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
-}
-
-std::chrono::steady_clock::time_point FromTicks(int64_t ticks) {
-    return std::chrono::steady_clock::time_point(
-        std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ticks)));
-}
 
 } // namespace
 
@@ -88,15 +80,17 @@ void CombinedScanData::Add(Measurement&& measurement, RepeatingBehavior behavior
             const size_t places = std::min(entry.values.size(), measurement.values.size());
             DecibelMilliwatts* stored = entry.values.data();
             const DecibelMilliwatts* incoming = measurement.values.data();
-            for (size_t i = 0; i < places; ++i)
-                if (incoming[i] > stored[i])
-                    stored[i] = incoming[i];
+            for (size_t i = 0; i < places; ++i) {
+                const float a = incoming[i].dBm();
+                const float b = stored[i].dBm();
+                stored[i] = DecibelMilliwatts(a > b ? a : b);
+            }
         }
     } else {
         measurements.push_back(std::forward<Measurement>(measurement));
     }
     lastModified = std::chrono::steady_clock::now();
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
 }
 
 void CombinedScanData::AddMeasurement(FullScanMeasurement&& measurement, RepeatingBehavior behavior) {
@@ -123,20 +117,38 @@ void CombinedScanData::AddMeasurements(const FullScanMeasurement* first, size_t 
     }
     lastModified = std::chrono::steady_clock::now();
     // One step, however many came: callers of the bulk form set the index themselves.
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
+}
+
+void CombinedScanData::PartialApplyCompensation(const Compensation& compensation, int first, int count) {
+    const auto [begin, end] = detail::EntryRange(measurements.size(), first, count);
+    for (size_t e = begin; e < end; ++e) {
+        FullScanMeasurement& entry = measurements[e];
+        for (size_t i = 0; i < entry.values.size(); ++i) {
+            const Frequency f(static_cast<double>(i) * entry.stepFrequency.Hz() + entry.startFrequency.Hz());
+            entry.values[i] = DecibelMilliwatts(entry.values[i].dBm() + compensation.GetValue(f, entry.position));
+        }
+    }
+}
+
+bool CombinedScanData::ApplyCompensation(const Compensation& compensation) {
+    PartialApplyCompensation(compensation, 0, static_cast<int>(measurements.size()));
+    return true;
 }
 
 std::string CombinedScanData::SerializeToCSV() const {
     std::shared_lock lock(mutex);
     std::ostringstream out;
     out << "Frequency (MHz),Max Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n";
+    // Times count from the first entry.
+    const int64_t origin = measurements.empty() ? 0 : detail::SteadyTicks(measurements.front().time);
     for (const FullScanMeasurement& entry : measurements) {
         const uint64_t k = entry.maxIndex;
         // An entry without its strongest point has no line to give.
         if (k >= entry.values.size())
             continue;
         const double frequency = (static_cast<double>(k) * entry.stepFrequency.Hz() + entry.startFrequency.Hz()) * 1e-6;
-        const int64_t milliseconds = (Ticks(entry.time) - Ticks(measurements.front().time)) / 1000000;
+        const int64_t milliseconds = detail::MillisecondsSince(origin, entry.time);
         out << frequency << ',' << entry.values[k].dBm() << ',' << entry.position.x().mm() << ','
             << entry.position.y().mm() << ',' << entry.position.z().mm() << ',' << milliseconds << '\n';
     }
@@ -163,7 +175,7 @@ std::string CombinedScanData::SerializeBinary() const {
         AppendRaw(out, entry.stepFrequency.Hz());
         AppendRaw(out, static_cast<uint32_t>(entry.count));
         AppendRaw(out, entry.position);
-        AppendRaw(out, Ticks(entry.time));
+        AppendRaw(out, detail::SteadyTicks(entry.time));
         AppendRaw(out, static_cast<uint32_t>(entry.values.size()));
         out.append(reinterpret_cast<const char*>(entry.values.data()), entry.values.size() * sizeof(DecibelMilliwatts));
     }
@@ -194,7 +206,7 @@ void CombinedScanData::DeserializeBinary(std::string_view& data, const Serialize
         entry.stepFrequency = Frequency(cursor.Read<double>());
         entry.count = cursor.Read<uint32_t>();
         cursor.ReadInto(entry.position);
-        entry.time = FromTicks(cursor.Read<int64_t>());
+        entry.time = detail::SteadyFromTicks(cursor.Read<int64_t>());
         const auto v = cursor.Read<uint32_t>();
         const std::string_view bytes = cursor.Take(size_t{v} * sizeof(DecibelMilliwatts));
         entry.values.resize(v);

@@ -1,7 +1,9 @@
 #include "HVX/App/Data/SpatialScanData.h"
 
-#include "HVX/App/Data/ScanBounds.h"
+#include "HVX/App/Data/Compensation.h"
+#include "HVX/App/Data/ScanEntries.h"
 
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <mutex>
@@ -11,15 +13,6 @@ namespace nrq {
 namespace {
 
 constexpr size_t entrySize = 8 + 3 * 4 + 8 + 4;
-
-int64_t Ticks(std::chrono::steady_clock::time_point time) {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
-}
-
-std::chrono::steady_clock::time_point FromTicks(int64_t ticks) {
-    return std::chrono::steady_clock::time_point(
-        std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::nanoseconds(ticks)));
-}
 
 } // namespace
 
@@ -89,15 +82,30 @@ void SpatialScanData::AddMeasurement(const FullScanMeasurement& measurement, Rep
     target->time = measurement.time;
 
     lastModified = std::chrono::steady_clock::now();
-    writeIndex = index + 1;
+    writeIndex = detail::NextWriteIndex(index);
+}
+
+void SpatialScanData::PartialApplyCompensation(const Compensation& compensation, int first, int count) {
+    const auto [begin, end] = detail::EntryRange(measurements.size(), first, count);
+    for (size_t e = begin; e < end; ++e) {
+        SpatialScanMeasurement& entry = measurements[e];
+        entry.amplitude = DecibelMilliwatts(entry.amplitude.dBm() + compensation.GetValue(entry.frequency, entry.position));
+    }
+}
+
+bool SpatialScanData::ApplyCompensation(const Compensation& compensation) {
+    PartialApplyCompensation(compensation, 0, static_cast<int>(measurements.size()));
+    return true;
 }
 
 std::string SpatialScanData::SerializeToCSV() const {
     std::shared_lock lock(mutex);
     std::ostringstream out;
     out << "Frequency (MHz),Amplitude (dBm),X (mm),Y (mm),Z (mm),Time (ms)\n";
+    // Times count from the first entry.
+    const int64_t origin = measurements.empty() ? 0 : detail::SteadyTicks(measurements.front().time);
     for (const SpatialScanMeasurement& entry : measurements) {
-        const int64_t milliseconds = (Ticks(entry.time) - Ticks(measurements.front().time)) / 1000000;
+        const int64_t milliseconds = detail::MillisecondsSince(origin, entry.time);
         out << entry.frequency.Hz() * 1e-6 << ',' << entry.amplitude.dBm() << ',' << entry.position.x().mm() << ','
             << entry.position.y().mm() << ',' << entry.position.z().mm() << ',' << milliseconds << '\n';
     }
@@ -115,7 +123,7 @@ std::string SpatialScanData::SerializeBinary() const {
     for (const SpatialScanMeasurement& entry : measurements) {
         AppendRaw(out, entry.frequency.Hz());
         AppendRaw(out, entry.position);
-        AppendRaw(out, Ticks(entry.time));
+        AppendRaw(out, detail::SteadyTicks(entry.time));
         AppendRaw(out, entry.amplitude.dBm());
     }
     return out;
@@ -133,7 +141,7 @@ void SpatialScanData::DeserializeBinary(std::string_view& data, const SerializeI
     } else {
         // Older files kept the modification time here; the creation time
         // stays the one of this object's construction.
-        lastModified = FromTicks(ticks);
+        lastModified = detail::SteadyFromTicks(ticks);
         info = ScanDataInfo{};
     }
     state = readState;
@@ -148,7 +156,7 @@ void SpatialScanData::DeserializeBinary(std::string_view& data, const SerializeI
     for (SpatialScanMeasurement& entry : read) {
         entry.frequency = Frequency(entryCursor.Read<double>());
         entryCursor.ReadInto(entry.position);
-        entry.time = FromTicks(entryCursor.Read<int64_t>());
+        entry.time = detail::SteadyFromTicks(entryCursor.Read<int64_t>());
         entry.amplitude = DecibelMilliwatts(entryCursor.Read<float>());
     }
     measurements = std::move(read);

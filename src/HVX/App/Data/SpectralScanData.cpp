@@ -1,5 +1,7 @@
 #include "HVX/App/Data/SpectralScanData.h"
 
+#include "HVX/App/Data/Compensation.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -54,12 +56,25 @@ void SpectralScanData::AddMeasurement(const FullScanMeasurement& measurement, Re
     const size_t places = std::min<size_t>(count, measurement.values.size());
     DecibelMilliwatts* stored = values.data();
     const DecibelMilliwatts* incoming = measurement.values.data();
-    for (size_t i = 0; i < places; ++i)
-        if (incoming[i] > stored[i])
-            stored[i] = incoming[i];
+    // Stored back unconditionally, as plain floats, so that the loop vectorises;
+    // on equal values or a NaN the stored value stays.
+    for (size_t i = 0; i < places; ++i) {
+        const float a = incoming[i].dBm();
+        const float b = stored[i].dBm();
+        stored[i] = DecibelMilliwatts(a > b ? a : b);
+    }
 
     lastModified = std::chrono::steady_clock::now();
     restartPending = false;
+}
+
+bool SpectralScanData::ApplyCompensation(const Compensation& compensation) {
+    const Position origin;
+    for (size_t i = 0; i < values.size(); ++i) {
+        const Frequency f(static_cast<double>(i) * stepFrequency.Hz() + startFrequency.Hz());
+        values[i] = DecibelMilliwatts(values[i].dBm() + compensation.GetValue(f, origin));
+    }
+    return true;
 }
 
 std::string SpectralScanData::SerializeToCSV() const {
