@@ -8,6 +8,9 @@
 
 namespace nrq {
 
+class TavrelAdapterV1State;
+class TavrelAdapterV2State;
+
 class NullScannerParameters : public ScannerParameters {
 public:
     NullScannerParameters* Clone() const override { return new NullScannerParameters(*this); }
@@ -49,6 +52,8 @@ protected:
 
 private:
     ScanStatus StepRandom(NullScannerState& random);
+    ScanStatus StepTavrelV2(TavrelAdapterV2State& board);
+    ScanStatus StepTavrelV1(TavrelAdapterV1State& board);
 
     int32_t id;
     std::unique_ptr<ScannerState> state;

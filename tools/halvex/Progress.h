@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace halvex {
+
+// "0:07", "12:03", "1:02:03".
+std::string FormatDuration(double seconds);
+
+// One line of progress: "[#####-----]  12/30 points  40.1 points/s  0:01 left".
+// Without a bar (barWidth 0) the fields are separated by commas, for logs.
+std::string FormatProgress(int64_t done, int64_t total, double elapsedSeconds, int barWidth);
+
+} // namespace halvex
