@@ -12,8 +12,13 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <exception>
 #include <memory>
+#include <source_location>
 #include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
 
 namespace nrq {
 namespace gerber_impl {
@@ -25,6 +30,55 @@ constexpr float inverseTurn = 0.15915494f;
 
 // Factors for 0 to 9 decimal digits; %FS allows no more.
 constexpr float decimalScale[10] = {1.0f, 1e-1f, 1e-2f, 1e-3f, 1e-4f, 1e-5f, 1e-6f, 1e-7f, 1e-8f, 1e-9f};
+
+// Log lines of a conversion that may still have to be redone from scratch:
+// they are held back until the outcome is certain, so that no line is written
+// twice or before the parser's own messages would be.
+enum class LogKind { Output, Success, Warn, Error };
+
+struct DeferredLog {
+    std::vector<std::pair<LogKind, std::string>> lines;
+
+    void Flush() const {
+        for (const auto& [kind, line] : lines) {
+            switch (kind) {
+            case LogKind::Output: Log::Output(line); break;
+            case LogKind::Success: Log::Success(line); break;
+            case LogKind::Warn: Log::Warn(line); break;
+            case LogKind::Error: Log::Error(line); break;
+            }
+        }
+    }
+};
+
+thread_local DeferredLog* deferredLog = nullptr;
+
+void WriteLog(LogKind kind, std::string_view line) {
+    if (deferredLog) {
+        deferredLog->lines.emplace_back(kind, std::string(line));
+        return;
+    }
+    switch (kind) {
+    case LogKind::Output: Log::Output(line); break;
+    case LogKind::Success: Log::Success(line); break;
+    case LogKind::Warn: Log::Warn(line); break;
+    case LogKind::Error: Log::Error(line); break;
+    }
+}
+
+void LogOutput(std::string_view line) { WriteLog(LogKind::Output, line); }
+void LogSuccess(std::string_view line) { WriteLog(LogKind::Success, line); }
+void LogWarn(std::string_view line) { WriteLog(LogKind::Warn, line); }
+
+// Assert, with its log line held back like the others while deferring.
+void Check(bool condition, std::string_view what, std::source_location where = std::source_location::current()) {
+    if (condition)
+        return;
+    if (!deferredLog)
+        Assert(condition, what, where);
+    WriteLog(LogKind::Error, fmt::format("Assertion failed:\nWhat: {}\nWhere: {}", what, where.function_name()));
+    throw Error(what, where);
+}
 
 // ceil() of a step count, truncated; a NaN from degenerate input counts as 0
 // instead of an undefined conversion.
@@ -145,8 +199,8 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
     }
     const int integerDigits = axis == CoordAxis::X ? state.xIntegerDigits : state.yIntegerDigits;
     const int decimalDigits = axis == CoordAxis::X ? state.xDecimalDigits : state.yDecimalDigits;
-    Assert(integerDigits >= 0 && decimalDigits >= 0,
-           "FS command must appear before a D01, D02 or D03 command.");
+    Check(integerDigits >= 0 && decimalDigits >= 0,
+          "FS command must appear before a D01, D02 or D03 command.");
 
     // Leading zeros may be omitted, so the digits are right-aligned in a field
     // of the declared width. Digits beyond that width widen the field to the
@@ -284,9 +338,9 @@ void PlotLine(GerberProcessState& state, float startX, float startY, float endX,
     const Aperture& aperture = CurrentAperture(state);
     switch (aperture.index()) {
     case 0: EmitCapsule(state, std::get<0>(aperture).diameter / 2, 64, startX, startY, endX, endY, true); break;
-    case 1: Log::Warn("unsupported: line plot using rectangle aperture"); break;
-    case 2: Log::Warn("unsupported: line plot using oblong aperture"); break;
-    default: Log::Warn("unsupported: line plot using polygon aperture"); break;
+    case 1: LogWarn("unsupported: line plot using rectangle aperture"); break;
+    case 2: LogWarn("unsupported: line plot using oblong aperture"); break;
+    default: LogWarn("unsupported: line plot using polygon aperture"); break;
     }
 }
 
@@ -301,9 +355,9 @@ void PlotArc(GerberProcessState& state, float startX, float startY, float endX, 
                     true);
         break;
     // The arc warnings speak of a line plot too.
-    case 1: Log::Warn("unsupported: line plot using rectangle aperture"); break;
-    case 2: Log::Warn("unsupported: line plot using oblong aperture"); break;
-    default: Log::Warn("unsupported: line plot using polygon aperture"); break;
+    case 1: LogWarn("unsupported: line plot using rectangle aperture"); break;
+    case 2: LogWarn("unsupported: line plot using oblong aperture"); break;
+    default: LogWarn("unsupported: line plot using polygon aperture"); break;
     }
 }
 
@@ -311,8 +365,8 @@ void ProcessAdC(GerberProcessState& state, GerberParser::AdCContext* ctx) {
     const int number = ApertureNumber(ctx->DCODE());
     const float diameter = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
-    Assert(diameter >= 0, "circle diameter must be non-negative.");
-    Assert(hole >= 0, "circular hole diameter must be non-negative.");
+    Check(diameter >= 0, "circle diameter must be non-negative.");
+    Check(hole >= 0, "circular hole diameter must be non-negative.");
     state.apertures.insert_or_assign(number, CircleAperture{diameter, hole});
 }
 
@@ -321,10 +375,10 @@ void ProcessAdR(GerberProcessState& state, GerberParser::AdRContext* ctx) {
     const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
-    Assert(xSize > 0 && ySize > 0, "rectangle size must be > 0.");
+    Check(xSize > 0 && ySize > 0, "rectangle size must be > 0.");
     // Required as it stands: a rectangle without a hole fails here, one with
     // a hole stays undefined.
-    Assert(hole > 0, "circular hole diameter must be positive.");
+    Check(hole > 0, "circular hole diameter must be positive.");
 }
 
 void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
@@ -332,8 +386,8 @@ void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
     const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
-    Assert(xSize > 0 && ySize > 0, "round oblong size must be > 0.");
-    Assert(hole > 0, "circular hole diameter must be positive.");
+    Check(xSize > 0 && ySize > 0, "round oblong size must be > 0.");
+    Check(hole > 0, "circular hole diameter must be positive.");
 }
 
 void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
@@ -347,11 +401,11 @@ void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
     antlr4::tree::TerminalNode* rotationNode = ctx->DECIMAL(2);
     const int rotation = rotationNode ? DecimalToNum<int>(rotationNode->getText()) : 0;
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(3), 0);
-    Assert(diameter > 0, "polygon size must be > 0.");
-    Assert(vertexCount >= 3, "polygon vertex count must be >= 3.");
-    Assert(hole >= 0, "circular hole diameter must be non-negative.");
+    Check(diameter > 0, "polygon size must be > 0.");
+    Check(vertexCount >= 3, "polygon vertex count must be >= 3.");
+    Check(hole >= 0, "circular hole diameter must be non-negative.");
     if (vertexCount > 12)
-        Log::Warn("gerber: non-standard polygon vertex count > 12 was accepted");
+        LogWarn("gerber: non-standard polygon vertex count > 12 was accepted");
     // The file's number is taken as radians, not degrees; kept on purpose.
     state.apertures.insert_or_assign(number,
                                      PolygonAperture{diameter, vertexCount, -static_cast<float>(rotation), hole});
@@ -359,15 +413,20 @@ void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
 
 void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx) {
     GerberParser::AdContext* ad = ctx->ad();
-    if (auto* c = dynamic_cast<GerberParser::AdCContext*>(ad))
-        ProcessAdC(state, c);
-    else if (auto* r = dynamic_cast<GerberParser::AdRContext*>(ad))
-        ProcessAdR(state, r);
-    else if (auto* o = dynamic_cast<GerberParser::AdOContext*>(ad))
-        ProcessAdO(state, o);
-    else if (auto* p = dynamic_cast<GerberParser::AdPContext*>(ad))
-        ProcessAdP(state, p);
-    else if (dynamic_cast<GerberParser::AdNamedContext*>(ad))
+    if (!ad)
+        return;
+    // One type lookup instead of a chain of casts; the labelled contexts
+    // have no subclasses, so equality is exact.
+    const std::type_info& type = typeid(*ad);
+    if (type == typeid(GerberParser::AdCContext))
+        ProcessAdC(state, static_cast<GerberParser::AdCContext*>(ad));
+    else if (type == typeid(GerberParser::AdRContext))
+        ProcessAdR(state, static_cast<GerberParser::AdRContext*>(ad));
+    else if (type == typeid(GerberParser::AdOContext))
+        ProcessAdO(state, static_cast<GerberParser::AdOContext*>(ad));
+    else if (type == typeid(GerberParser::AdPContext))
+        ProcessAdP(state, static_cast<GerberParser::AdPContext*>(ad));
+    else if (type == typeid(GerberParser::AdNamedContext))
         throw Error("aperture macros are not yet implemented");
 }
 
@@ -394,59 +453,222 @@ void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) 
 }
 
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
-    if (auto* g04 = dynamic_cast<GerberParser::ComG04Context*>(ctx)) {
-        const std::string text = g04->getStart()->getText();
-        Log::Output(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
-    } else if (dynamic_cast<GerberParser::ComMOContext*>(ctx)) {
+    const std::type_info& type = typeid(*ctx);
+    if (type == typeid(GerberParser::ComD01Context)) {
+        ProcessComD01(state, static_cast<GerberParser::ComD01Context*>(ctx));
+    } else if (type == typeid(GerberParser::ComD02Context)) {
+        MoveCurrentPoint(state, static_cast<GerberParser::ComD02Context*>(ctx)->d02());
+    } else if (type == typeid(GerberParser::ComD03Context)) {
+        MoveCurrentPoint(state, static_cast<GerberParser::ComD03Context*>(ctx)->d03());
+        Flash(state);
+    } else if (type == typeid(GerberParser::ComDNNContext)) {
+        auto* dnn = static_cast<GerberParser::ComDNNContext*>(ctx);
+        if (dnn->dnn())
+            state.currentAperture = ApertureNumber(dnn->dnn()->DCODE());
+    } else if (type == typeid(GerberParser::ComG01Context)) {
+        state.interpolationMode = 1;
+    } else if (type == typeid(GerberParser::ComG02Context)) {
+        state.interpolationMode = 2;
+    } else if (type == typeid(GerberParser::ComG03Context)) {
+        state.interpolationMode = 3;
+    } else if (type == typeid(GerberParser::ComG04Context)) {
+        const std::string text = ctx->getStart()->getText();
+        LogOutput(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
+    } else if (type == typeid(GerberParser::ComMOContext)) {
         const std::string text = ctx->getStart()->getText();
         const std::string unit = text.size() >= 5 ? text.substr(3, text.size() - 5) : std::string();
         if (unit == "MM") {
-            Log::Success("gerber: using length unit MM (millimeters)");
+            LogSuccess("gerber: using length unit MM (millimeters)");
             state.lengthUnit = 1;
         } else if (unit == "IN") {
-            Log::Success("gerber: using length unit IN (inches)");
+            LogSuccess("gerber: using length unit IN (inches)");
             state.lengthUnit = 2;
         }
-    } else if (dynamic_cast<GerberParser::ComFSContext*>(ctx)) {
+    } else if (type == typeid(GerberParser::ComFSContext)) {
         // The lexer admits only "%FSLAXnnYnn*%", so the digits sit at fixed places.
         const std::string text = ctx->getStart()->getText();
         state.xIntegerDigits = text[6] - '0';
         state.xDecimalDigits = text[7] - '0';
         state.yIntegerDigits = text[9] - '0';
         state.yDecimalDigits = text[10] - '0';
-        Log::Success(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
-                                 state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
-    } else if (dynamic_cast<GerberParser::ComLPContext*>(ctx)) {
+        LogSuccess(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
+                               state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
+    } else if (type == typeid(GerberParser::ComLPContext)) {
         // Tracked only: clear objects are drawn like dark ones.
         if (ctx->getStart()->getText()[3] == 'D') {
-            Log::Success("gerber: switched to dark polarity");
+            LogSuccess("gerber: switched to dark polarity");
             state.polarity = 1;
         } else {
-            Log::Success("gerber: switched to clear polarity");
+            LogSuccess("gerber: switched to clear polarity");
             state.polarity = 2;
         }
-    } else if (auto* ad = dynamic_cast<GerberParser::ComADContext*>(ctx)) {
-        ProcessComAD(state, ad);
-    } else if (auto* dnn = dynamic_cast<GerberParser::ComDNNContext*>(ctx)) {
-        if (dnn->dnn())
-            state.currentAperture = ApertureNumber(dnn->dnn()->DCODE());
-    } else if (auto* d01 = dynamic_cast<GerberParser::ComD01Context*>(ctx)) {
-        ProcessComD01(state, d01);
-    } else if (auto* d02 = dynamic_cast<GerberParser::ComD02Context*>(ctx)) {
-        MoveCurrentPoint(state, d02->d02());
-    } else if (auto* d03 = dynamic_cast<GerberParser::ComD03Context*>(ctx)) {
-        MoveCurrentPoint(state, d03->d03());
-        Flash(state);
-    } else if (dynamic_cast<GerberParser::ComG01Context*>(ctx)) {
-        state.interpolationMode = 1;
-    } else if (dynamic_cast<GerberParser::ComG02Context*>(ctx)) {
-        state.interpolationMode = 2;
-    } else if (dynamic_cast<GerberParser::ComG03Context*>(ctx)) {
-        state.interpolationMode = 3;
+    } else if (type == typeid(GerberParser::ComADContext)) {
+        ProcessComAD(state, static_cast<GerberParser::ComADContext*>(ctx));
     } else {
         antlr4::Token* first = ctx->getStart();
-        Log::Warn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
+        LogWarn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
     }
+}
+
+namespace {
+
+// Counts lexer errors instead of printing them; the plain path reports them.
+class ErrorCounter : public antlr4::BaseErrorListener {
+public:
+    void syntaxError(antlr4::Recognizer*, antlr4::Token*, size_t, size_t, const std::string&,
+                     std::exception_ptr) override {
+        ++count;
+    }
+    size_t count = 0;
+};
+
+// Hands a parser the tokens of one piece, then an end of file.
+class PieceTokenSource : public antlr4::TokenSource {
+public:
+    PieceTokenSource(std::vector<std::unique_ptr<antlr4::Token>> pieceTokens, antlr4::TokenSource& lexer)
+        : tokens(std::move(pieceTokens)), lexer(lexer) {}
+
+    std::unique_ptr<antlr4::Token> nextToken() override {
+        if (next < tokens.size())
+            return std::move(tokens[next++]);
+        return std::make_unique<antlr4::CommonToken>(antlr4::Token::EOF, "<EOF>");
+    }
+    size_t getLine() const override { return lexer.getLine(); }
+    size_t getCharPositionInLine() override { return lexer.getCharPositionInLine(); }
+    antlr4::CharStream* getInputStream() override { return lexer.getInputStream(); }
+    std::string getSourceName() override { return lexer.getSourceName(); }
+    antlr4::TokenFactory<antlr4::CommonToken>* getTokenFactory() override { return lexer.getTokenFactory(); }
+
+private:
+    std::vector<std::unique_ptr<antlr4::Token>> tokens;
+    size_t next = 0;
+    antlr4::TokenSource& lexer;
+};
+
+// Tokens that only ever begin a command (or, inside a region, a contour
+// step), so that outside blocks and regions a new top-level command starts
+// there.
+bool OnlyBeginsCommand(size_t type) {
+    switch (type) {
+    case GerberParser::G04: case GerberParser::MO: case GerberParser::FS: case GerberParser::AD:
+    case GerberParser::AM: case GerberParser::G01: case GerberParser::G02: case GerberParser::G03:
+    case GerberParser::G75: case GerberParser::LP: case GerberParser::LM: case GerberParser::LR:
+    case GerberParser::LS: case GerberParser::G36: case GerberParser::TF: case GerberParser::TA:
+    case GerberParser::TO: case GerberParser::TD:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// About a few hundred KB of text: enough to make the per-piece cost vanish,
+// small enough that a piece's tree stays in cache-friendly bounds.
+constexpr size_t piecesTokens = 1 << 15;
+
+// Parses one piece (commands, then the file's end or a stand-in M02) with
+// the fast prediction first and full LL only where that bails; false on a
+// syntax error. Processes its commands unless an earlier one failed.
+bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::Token>>& pieceTokens,
+                antlr4::TokenSource& lexer, bool last, std::exception_ptr& failure) {
+    if (!last)
+        pieceTokens.push_back(std::make_unique<antlr4::CommonToken>(GerberParser::M02, "M02*"));
+    PieceTokenSource source(std::move(pieceTokens), lexer);
+    pieceTokens.clear();
+    antlr4::CommonTokenStream tokens(&source);
+    GerberParser parser(&tokens);
+    parser.removeErrorListeners();
+    parser.setErrorHandler(std::make_shared<antlr4::BailErrorStrategy>());
+    auto* simulator = parser.getInterpreter<antlr4::atn::ParserATNSimulator>();
+    simulator->setPredictionMode(antlr4::atn::PredictionMode::SLL);
+    GerberParser::GerbContext* gerb = nullptr;
+    try {
+        gerb = parser.gerb();
+    } catch (const antlr4::ParseCancellationException&) {
+        parser.reset();
+        simulator->setPredictionMode(antlr4::atn::PredictionMode::LL);
+        try {
+            gerb = parser.gerb();
+        } catch (const antlr4::ParseCancellationException&) {
+            return false;
+        }
+    }
+    if (failure)
+        return true;
+    try {
+        for (GerberParser::ComContext* command : gerb->com())
+            ProcessCommand(state, command);
+    } catch (...) {
+        // Raised only once the whole file is known to parse cleanly.
+        failure = std::current_exception();
+    }
+    return true;
+}
+
+} // namespace
+
+bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
+    GerberLexer lexer(&input);
+    ErrorCounter lexerErrors;
+    lexer.removeErrorListeners();
+    lexer.addErrorListener(&lexerErrors);
+
+    DeferredLog log;
+    deferredLog = &log;
+    struct Restore {
+        ~Restore() { deferredLog = nullptr; }
+    } restore;
+
+    GerberProcessState state(out);
+    LogOutput("Processing Gerber file...\n");
+    std::exception_ptr failure;
+    std::vector<std::unique_ptr<antlr4::Token>> piece;
+    piece.reserve(piecesTokens + 64);
+    // Nesting of blocks and regions; a top-level command can start only at 0.
+    int depth = 0;
+    size_t previous = antlr4::Token::INVALID_TYPE;
+    for (;;) {
+        std::unique_ptr<antlr4::Token> token = lexer.nextToken();
+        const size_t type = token->getType();
+        if (type == antlr4::Token::EOF) {
+            piece.push_back(std::move(token));
+            break;
+        }
+        const bool afterOperation =
+            previous == GerberParser::D01 || previous == GerberParser::D02 || previous == GerberParser::D03;
+        if (piece.size() >= piecesTokens && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
+            if (lexerErrors.count || !ParsePiece(state, piece, lexer, false, failure))
+                return false;
+        }
+        if (type == GerberParser::G36)
+            ++depth;
+        else if (type == GerberParser::G37)
+            --depth;
+        else if ((previous == GerberParser::AB && type == GerberParser::DCODE) ||
+                 (previous == GerberParser::SR && type == GerberParser::X))
+            ++depth;
+        else if ((previous == GerberParser::AB || previous == GerberParser::SR) && type == GerberParser::ASTERISK)
+            --depth;
+        previous = type;
+        piece.push_back(std::move(token));
+    }
+    if (lexerErrors.count || !ParsePiece(state, piece, lexer, true, failure) || lexerErrors.count)
+        return false;
+    deferredLog = nullptr;
+    log.Flush();
+    if (failure)
+        std::rethrow_exception(failure);
+    return true;
+}
+
+void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
+    GerberLexer lexer(&input);
+    antlr4::CommonTokenStream tokens(&lexer);
+    GerberParser parser(&tokens);
+    GerberProcessState state(out);
+    GerberParser::GerbContext* gerb = parser.gerb();
+    LogOutput("Processing Gerber file...\n");
+    for (GerberParser::ComContext* command : gerb->com())
+        ProcessCommand(state, command);
 }
 
 } // namespace gerber_impl
@@ -455,14 +677,19 @@ void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text)
     // Invalid UTF-8 is rejected by the stream's decoder.
     antlr4::ANTLRInputStream input;
     input.load(std::string(text));
-    GerberLexer lexer(&input);
-    antlr4::CommonTokenStream tokens(&lexer);
-    GerberParser parser(&tokens);
-    gerber_impl::GerberProcessState state(out);
-    GerberParser::GerbContext* gerb = parser.gerb();
-    Log::Output("Processing Gerber file...\n");
-    for (GerberParser::ComContext* command : gerb->com())
-        gerber_impl::ProcessCommand(state, command);
+
+    const size_t vertexCount = out.vertices.size();
+    const size_t indexCount = out.indices.size();
+    const size_t fillCount = out.fill.size();
+    if (gerber_impl::ConvertInPieces(out, input))
+        return;
+    // The file has a lexical or syntax error: undo and take the plain path,
+    // whose error reports and recovery are the ones that count.
+    out.vertices.resize(vertexCount);
+    out.indices.resize(indexCount);
+    out.fill.resize(fillCount);
+    input.reset();
+    gerber_impl::ConvertWhole(out, input);
 }
 
 } // namespace nrq

@@ -81,6 +81,13 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx);
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx);
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx);
 
+// The whole conversion in pieces of a bounded size, processed as they are
+// parsed; false, with `out` partly filled, when the file has a lexical or
+// syntax error and has to go through ConvertWhole instead.
+bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input);
+// The plain conversion: the whole tree first, then the commands.
+void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input);
+
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled);
 void EmitArcFan(GerberProcessState& state, float radius, int stepsPerTurn, float startAngle, float endAngle,
                 bool filled);
