@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -120,23 +121,66 @@ const Aperture& CurrentAperture(GerberProcessState& state) {
     return found->second;
 }
 
+// While a conversion of pure ASCII text runs, its text: a token's text is then
+// a slice of it, which spares the round trip through the stream's code points.
+thread_local std::string_view asciiText;
+
+// The text of a token, either a slice of `asciiText` or a copy in `scratch`.
+std::string_view TokenText(antlr4::Token* token, std::string& scratch) {
+    const size_t start = token->getStartIndex();
+    const size_t stop = token->getStopIndex();
+    if (!asciiText.empty() && start <= stop && stop < asciiText.size())
+        return asciiText.substr(start, stop - start + 1);
+    scratch = token->getText();
+    return scratch;
+}
+
+// The tokens of a d01, d02 or d03 context, found in one walk instead of one
+// search per accessor. These rules call no other rule, so every child is a
+// terminal; counting matches the generated accessors, error nodes included.
+struct OperationTokens {
+    antlr4::tree::TerminalNode* integers[4] = {};
+    size_t integerCount = 0;
+    bool x = false;
+    bool y = false;
+    bool i = false;
+
+    explicit OperationTokens(antlr4::ParserRuleContext* ctx) {
+        for (antlr4::tree::ParseTree* child : ctx->children) {
+            auto* node = static_cast<antlr4::tree::TerminalNode*>(child);
+            switch (node->getSymbol()->getType()) {
+            case GerberParser::X: x = true; break;
+            case GerberParser::Y: y = true; break;
+            case GerberParser::I: i = true; break;
+            case GerberParser::INTEGER:
+                if (integerCount < 4)
+                    integers[integerCount] = node;
+                ++integerCount;
+                break;
+            default: break;
+            }
+        }
+    }
+
+    // INTEGER(k) of the generated code.
+    antlr4::tree::TerminalNode* Integer(size_t k) const { return k < integerCount && k < 4 ? integers[k] : nullptr; }
+};
+
 // X and Y of a D01/D02/D03 applied to a point; returns how many INTEGER
 // tokens they used.
-template <class Context>
-size_t ApplyCoordinates(GerberProcessState& state, Context* ctx, float& x, float& y) {
+size_t ApplyCoordinates(GerberProcessState& state, const OperationTokens& tokens, float& x, float& y) {
     size_t used = 0;
-    if (ctx->X())
-        x = DCoordToNumber(state, ctx->INTEGER(used++), CoordAxis::X);
-    if (ctx->Y())
-        y = -DCoordToNumber(state, ctx->INTEGER(used++), CoordAxis::Y);
+    if (tokens.x)
+        x = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
+    if (tokens.y)
+        y = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
     return used;
 }
 
-template <class Context>
-void MoveCurrentPoint(GerberProcessState& state, Context* ctx) {
+void MoveCurrentPoint(GerberProcessState& state, antlr4::ParserRuleContext* ctx) {
     if (!ctx)
         return;
-    ApplyCoordinates(state, ctx, state.currentX, state.currentY);
+    ApplyCoordinates(state, OperationTokens(ctx), state.currentX, state.currentY);
 }
 
 } // namespace
@@ -190,8 +234,8 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
     // A tree repaired by error recovery can lack the token.
     if (!node)
         throw Error("encountered invalid numeric format");
-    const std::string owned = node->getText();
-    std::string_view text = owned;
+    std::string owned;
+    std::string_view text = TokenText(node->getSymbol(), owned);
     bool negative = false;
     if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
         negative = text.front() == '-';
@@ -218,14 +262,16 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
 float OptionalLengthToMM(GerberProcessState& state, antlr4::tree::TerminalNode* node, float fallback) {
     if (!node)
         return fallback;
-    return ValueToMM<float>(state, DecimalToNum<float>(node->getText()));
+    std::string owned;
+    return ValueToMM<float>(state, DecimalToNum<float>(TokenText(node->getSymbol(), owned)));
 }
 
 int ApertureNumber(antlr4::tree::TerminalNode* node) {
     if (!node)
         throw Error("encountered invalid numeric format");
-    const std::string text = node->getText();
-    return DecimalToNum<int>(std::string_view(text).substr(text.empty() ? 0 : 1));
+    std::string owned;
+    const std::string_view text = TokenText(node->getSymbol(), owned);
+    return DecimalToNum<int>(text.substr(text.empty() ? 0 : 1));
 }
 
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled) {
@@ -254,14 +300,30 @@ void EmitArcFan(GerberProcessState& state, float radius, int stepsPerTurn, float
     // First and last vertex lie on the two angles.
     const float step = sweep / static_cast<float>(count - 1);
     const uint8_t fill = filled ? 255 : 0;
+    // A sweep of at most a turn keeps count small: grow each array once and
+    // write in place rather than checking capacity per value.
+    const size_t vertices = static_cast<size_t>(std::max(count, 0));
+    const size_t triangles = count >= 3 ? static_cast<size_t>(count - 2) : 0;
+    std::vector<float>& xy = state.out.vertices;
+    std::vector<uint32_t>& indices = state.out.indices;
+    const size_t xyStart = xy.size();
+    const size_t indexStart = indices.size();
+    xy.resize(xyStart + 2 * vertices);
+    state.out.fill.resize(state.out.fill.size() + vertices, fill);
+    indices.resize(indexStart + 3 * triangles);
+    float* point = xy.data() + xyStart;
     float angle = startAngle;
-    for (int k = 0; k < count; ++k) {
-        AppendVertex(state, state.currentX + radius * std::cos(angle), state.currentY + radius * std::sin(angle),
-                     fill);
+    for (size_t k = 0; k < vertices; ++k) {
+        point[2 * k] = state.currentX + radius * std::cos(angle);
+        point[2 * k + 1] = state.currentY + radius * std::sin(angle);
         angle += step;
     }
-    for (int k = 0; k + 3 <= count; ++k)
-        AppendTriangle(state, base, base + 1 + static_cast<uint32_t>(k), base + 2 + static_cast<uint32_t>(k));
+    uint32_t* index = indices.data() + indexStart;
+    for (size_t k = 0; k < triangles; ++k) {
+        index[3 * k] = base;
+        index[3 * k + 1] = base + 1 + static_cast<uint32_t>(k);
+        index[3 * k + 2] = base + 2 + static_cast<uint32_t>(k);
+    }
 }
 
 void EmitCapsule(GerberProcessState& state, float radius, int stepsPerTurn, float startX, float startY,
@@ -305,19 +367,38 @@ void EmitArcBand(GerberProcessState& state, float radius, int stepsPerTurn, floa
     const float startRadius = std::sqrt((startX - centreX) * (startX - centreX) + (startY - centreY) * (startY - centreY));
     const float endRadius = std::sqrt((endX - centreX) * (endX - centreX) + (endY - centreY) * (endY - centreY));
     const float step = sweep / static_cast<float>(n) * (clockwise ? 1.0f : -1.0f);
+    // n is at most 64: grow each array once and write in place.
+    const size_t rows = static_cast<size_t>(n) + 1;
+    std::vector<float>& xy = state.out.vertices;
+    std::vector<uint32_t>& indices = state.out.indices;
+    const size_t xyStart = xy.size();
+    const size_t indexStart = indices.size();
+    xy.resize(xyStart + 4 * rows);
+    state.out.fill.resize(state.out.fill.size() + 2 * rows, 255);
+    indices.resize(indexStart + 6 * static_cast<size_t>(n));
+    float* point = xy.data() + xyStart;
     for (int i = 0; i <= n; ++i) {
         const float t = static_cast<float>(i) / static_cast<float>(n);
         const float r = (1.0f - t) * startRadius + t * endRadius;
         const float s = std::sin(angle);
         const float c = std::cos(angle);
-        AppendVertex(state, centreX - s * (r + radius), centreY + c * (r + radius), 255);
-        AppendVertex(state, centreX - s * (r - radius), centreY + c * (r - radius), 255);
+        point[0] = centreX - s * (r + radius);
+        point[1] = centreY + c * (r + radius);
+        point[2] = centreX - s * (r - radius);
+        point[3] = centreY + c * (r - radius);
+        point += 4;
         angle += step;
     }
+    uint32_t* index = indices.data() + indexStart;
     for (int i = 0; i < n; ++i) {
         const uint32_t k = base + 2 * static_cast<uint32_t>(i);
-        AppendTriangle(state, k, k + 2, k + 3);
-        AppendTriangle(state, k, k + 3, k + 1);
+        index[0] = k;
+        index[1] = k + 2;
+        index[2] = k + 3;
+        index[3] = k;
+        index[4] = k + 3;
+        index[5] = k + 1;
+        index += 6;
     }
 }
 
@@ -438,43 +519,97 @@ void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) 
     const float startY = state.currentY;
     float endX = startX;
     float endY = startY;
-    size_t used = ApplyCoordinates(state, d01, endX, endY);
+    const OperationTokens tokens(d01);
+    size_t used = ApplyCoordinates(state, tokens, endX, endY);
     if (state.interpolationMode == 1) {
         PlotLine(state, startX, startY, endX, endY);
     } else if (state.interpolationMode == 2 || state.interpolationMode == 3) {
-        if (!d01->I())
+        if (!tokens.i)
             throw Error("D03 instruction must contain arc center information in circular mode");
-        const float i = DCoordToNumber(state, d01->INTEGER(used++), CoordAxis::X);
-        const float j = -DCoordToNumber(state, d01->INTEGER(used++), CoordAxis::Y);
+        const float i = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
+        const float j = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
         if (i == 0 && j == 0)
             throw Error("encountered illegal zero value as a center offset for arc");
         PlotArc(state, startX, startY, endX, endY, startX + i, startY + j);
     }
 }
 
+namespace {
+
+enum class ComKind { D01, D02, D03, DNN, G01, G02, G03, G04, MO, FS, LP, AD, Other };
+
+ComKind KindOf(const std::type_info& type) {
+    // The labelled contexts have no subclasses, so equality is exact.
+    if (type == typeid(GerberParser::ComD01Context)) return ComKind::D01;
+    if (type == typeid(GerberParser::ComD02Context)) return ComKind::D02;
+    if (type == typeid(GerberParser::ComD03Context)) return ComKind::D03;
+    if (type == typeid(GerberParser::ComDNNContext)) return ComKind::DNN;
+    if (type == typeid(GerberParser::ComG01Context)) return ComKind::G01;
+    if (type == typeid(GerberParser::ComG02Context)) return ComKind::G02;
+    if (type == typeid(GerberParser::ComG03Context)) return ComKind::G03;
+    if (type == typeid(GerberParser::ComG04Context)) return ComKind::G04;
+    if (type == typeid(GerberParser::ComMOContext)) return ComKind::MO;
+    if (type == typeid(GerberParser::ComFSContext)) return ComKind::FS;
+    if (type == typeid(GerberParser::ComLPContext)) return ComKind::LP;
+    if (type == typeid(GerberParser::ComADContext)) return ComKind::AD;
+    return ComKind::Other;
+}
+
+// type_info equality falls back to comparing names when the objects differ,
+// which a chain of tests pays on every miss; the objects themselves are
+// fixed for the process, so remember the verdict per object.
+ComKind CommandKind(GerberParser::ComContext* ctx) {
+    struct Entry {
+        const std::type_info* type;
+        ComKind kind;
+    };
+    thread_local Entry known[32];
+    thread_local size_t knownCount = 0;
+    const std::type_info* type = &typeid(*ctx);
+    for (size_t k = 0; k < knownCount; ++k)
+        if (known[k].type == type)
+            return known[k].kind;
+    const ComKind kind = KindOf(*type);
+    if (knownCount < std::size(known))
+        known[knownCount++] = {type, kind};
+    return kind;
+}
+
+} // namespace
+
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
-    const std::type_info& type = typeid(*ctx);
-    if (type == typeid(GerberParser::ComD01Context)) {
+    switch (CommandKind(ctx)) {
+    case ComKind::D01:
         ProcessComD01(state, static_cast<GerberParser::ComD01Context*>(ctx));
-    } else if (type == typeid(GerberParser::ComD02Context)) {
+        break;
+    case ComKind::D02:
         MoveCurrentPoint(state, static_cast<GerberParser::ComD02Context*>(ctx)->d02());
-    } else if (type == typeid(GerberParser::ComD03Context)) {
+        break;
+    case ComKind::D03:
         MoveCurrentPoint(state, static_cast<GerberParser::ComD03Context*>(ctx)->d03());
         Flash(state);
-    } else if (type == typeid(GerberParser::ComDNNContext)) {
+        break;
+    case ComKind::DNN: {
         auto* dnn = static_cast<GerberParser::ComDNNContext*>(ctx);
         if (dnn->dnn())
             state.currentAperture = ApertureNumber(dnn->dnn()->DCODE());
-    } else if (type == typeid(GerberParser::ComG01Context)) {
+        break;
+    }
+    case ComKind::G01:
         state.interpolationMode = 1;
-    } else if (type == typeid(GerberParser::ComG02Context)) {
+        break;
+    case ComKind::G02:
         state.interpolationMode = 2;
-    } else if (type == typeid(GerberParser::ComG03Context)) {
+        break;
+    case ComKind::G03:
         state.interpolationMode = 3;
-    } else if (type == typeid(GerberParser::ComG04Context)) {
+        break;
+    case ComKind::G04: {
         const std::string text = ctx->getStart()->getText();
         LogOutput(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
-    } else if (type == typeid(GerberParser::ComMOContext)) {
+        break;
+    }
+    case ComKind::MO: {
         const std::string text = ctx->getStart()->getText();
         const std::string unit = text.size() >= 5 ? text.substr(3, text.size() - 5) : std::string();
         if (unit == "MM") {
@@ -484,7 +619,9 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
             LogSuccess("gerber: using length unit IN (inches)");
             state.lengthUnit = 2;
         }
-    } else if (type == typeid(GerberParser::ComFSContext)) {
+        break;
+    }
+    case ComKind::FS: {
         // The lexer admits only "%FSLAXnnYnn*%", so the digits sit at fixed places.
         const std::string text = ctx->getStart()->getText();
         state.xIntegerDigits = text[6] - '0';
@@ -493,7 +630,9 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
         state.yDecimalDigits = text[10] - '0';
         LogSuccess(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
                                state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
-    } else if (type == typeid(GerberParser::ComLPContext)) {
+        break;
+    }
+    case ComKind::LP:
         // Tracked only: clear objects are drawn like dark ones.
         if (ctx->getStart()->getText()[3] == 'D') {
             LogSuccess("gerber: switched to dark polarity");
@@ -502,11 +641,15 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
             LogSuccess("gerber: switched to clear polarity");
             state.polarity = 2;
         }
-    } else if (type == typeid(GerberParser::ComADContext)) {
+        break;
+    case ComKind::AD:
         ProcessComAD(state, static_cast<GerberParser::ComADContext*>(ctx));
-    } else {
+        break;
+    case ComKind::Other: {
         antlr4::Token* first = ctx->getStart();
         LogWarn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
+        break;
+    }
     }
 }
 
@@ -606,7 +749,7 @@ bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::T
 
 } // namespace
 
-bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
+bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text) {
     GerberLexer lexer(&input);
     ErrorCounter lexerErrors;
     lexer.removeErrorListeners();
@@ -615,8 +758,13 @@ bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
     DeferredLog log;
     deferredLog = &log;
     struct Restore {
-        ~Restore() { deferredLog = nullptr; }
+        ~Restore() {
+            deferredLog = nullptr;
+            asciiText = {};
+        }
     } restore;
+    if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+        asciiText = text;
 
     GerberProcessState state(out);
     LogOutput("Processing Gerber file...\n");
@@ -681,7 +829,7 @@ void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text)
     const size_t vertexCount = out.vertices.size();
     const size_t indexCount = out.indices.size();
     const size_t fillCount = out.fill.size();
-    if (gerber_impl::ConvertInPieces(out, input))
+    if (gerber_impl::ConvertInPieces(out, input, text))
         return;
     // The file has a lexical or syntax error: undo and take the plain path,
     // whose error reports and recovery are the ones that count.

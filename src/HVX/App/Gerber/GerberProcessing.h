@@ -84,7 +84,7 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx);
 // The whole conversion in pieces of a bounded size, processed as they are
 // parsed; false, with `out` partly filled, when the file has a lexical or
 // syntax error and has to go through ConvertWhole instead.
-bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input);
+bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text);
 // The plain conversion: the whole tree first, then the commands.
 void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input);
 
