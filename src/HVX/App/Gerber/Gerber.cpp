@@ -704,19 +704,42 @@ bool OnlyBeginsCommand(size_t type) {
     }
 }
 
-// About a few hundred KB of text: enough to make the per-piece cost vanish,
-// small enough that a piece's tree stays in cache-friendly bounds.
-constexpr size_t piecesTokens = 1 << 15;
+struct OutputSizes {
+    size_t vertices;
+    size_t indices;
+    size_t fill;
+};
+
+// Grows `array` once for the rest of the file, extrapolated from what the
+// first `done` of `total` characters appended, with a tenth to spare; this
+// saves the copies and page faults of repeated doubling. Never less than a
+// doubling, so that many small files in a row still grow geometrically.
+template <class T>
+void ReserveForRest(std::vector<T>& array, size_t start, size_t done, size_t total) {
+    const size_t grown = array.size() - start;
+    if (grown == 0 || done == 0 || total <= done)
+        return;
+    const double expected = static_cast<double>(grown) * static_cast<double>(total - done) / static_cast<double>(done);
+    const size_t wanted = array.size() + static_cast<size_t>(expected * 1.1);
+    if (wanted > array.capacity() && wanted < array.max_size() / 2)
+        array.reserve(std::max(wanted, 2 * array.capacity()));
+}
+
+void ReserveForRest(GerberVertexData& out, const OutputSizes& start, size_t done, size_t total) {
+    ReserveForRest(out.vertices, start.vertices, done, total);
+    ReserveForRest(out.indices, start.indices, done, total);
+    ReserveForRest(out.fill, start.fill, done, total);
+}
 
 // Parses one piece (commands, then the file's end or a stand-in M02) with
 // the fast prediction first and full LL only where that bails; false on a
 // syntax error. Processes its commands unless an earlier one failed.
-bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::Token>>& pieceTokens,
+bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::Token>>& pieceList,
                 antlr4::TokenSource& lexer, bool last, std::exception_ptr& failure) {
     if (!last)
-        pieceTokens.push_back(std::make_unique<antlr4::CommonToken>(GerberParser::M02, "M02*"));
-    PieceTokenSource source(std::move(pieceTokens), lexer);
-    pieceTokens.clear();
+        pieceList.push_back(std::make_unique<antlr4::CommonToken>(GerberParser::M02, "M02*"));
+    PieceTokenSource source(std::move(pieceList), lexer);
+    pieceList.clear();
     antlr4::CommonTokenStream tokens(&source);
     GerberParser parser(&tokens);
     parser.removeErrorListeners();
@@ -747,9 +770,9 @@ bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::T
     return true;
 }
 
-} // namespace
-
-bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text) {
+// False, with `out` partly filled, when the file has a lexical or syntax
+// error; nothing is logged then.
+bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text, size_t pieceSize) {
     GerberLexer lexer(&input);
     ErrorCounter lexerErrors;
     lexer.removeErrorListeners();
@@ -768,9 +791,11 @@ bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std
 
     GerberProcessState state(out);
     LogOutput("Processing Gerber file...\n");
+    const OutputSizes start{out.vertices.size(), out.indices.size(), out.fill.size()};
+    bool estimated = false;
     std::exception_ptr failure;
     std::vector<std::unique_ptr<antlr4::Token>> piece;
-    piece.reserve(piecesTokens + 64);
+    piece.reserve(pieceSize + 1);
     // Nesting of blocks and regions; a top-level command can start only at 0.
     int depth = 0;
     size_t previous = antlr4::Token::INVALID_TYPE;
@@ -783,9 +808,13 @@ bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std
         }
         const bool afterOperation =
             previous == GerberParser::D01 || previous == GerberParser::D02 || previous == GerberParser::D03;
-        if (piece.size() >= piecesTokens && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
+        if (piece.size() >= pieceSize && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
             if (lexerErrors.count || !ParsePiece(state, piece, lexer, false, failure))
                 return false;
+            if (!estimated) {
+                estimated = true;
+                ReserveForRest(out, start, token->getStartIndex(), input.size());
+            }
         }
         if (type == GerberParser::G36)
             ++depth;
@@ -808,6 +837,7 @@ bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std
     return true;
 }
 
+// The whole tree first, then the commands.
 void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
     GerberLexer lexer(&input);
     antlr4::CommonTokenStream tokens(&lexer);
@@ -819,25 +849,32 @@ void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
         ProcessCommand(state, command);
 }
 
-} // namespace gerber_impl
+} // namespace
 
-void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text) {
+void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize) {
     // Invalid UTF-8 is rejected by the stream's decoder.
     antlr4::ANTLRInputStream input;
     input.load(std::string(text));
+    if (pieceSize > 0) {
+        const size_t vertexCount = out.vertices.size();
+        const size_t indexCount = out.indices.size();
+        const size_t fillCount = out.fill.size();
+        if (TryPieces(out, input, text, pieceSize))
+            return;
+        // A lexical or syntax error: undo and take the plain path, whose error
+        // reports and recovery are the ones that count.
+        out.vertices.resize(vertexCount);
+        out.indices.resize(indexCount);
+        out.fill.resize(fillCount);
+        input.reset();
+    }
+    ConvertWhole(out, input);
+}
 
-    const size_t vertexCount = out.vertices.size();
-    const size_t indexCount = out.indices.size();
-    const size_t fillCount = out.fill.size();
-    if (gerber_impl::ConvertInPieces(out, input, text))
-        return;
-    // The file has a lexical or syntax error: undo and take the plain path,
-    // whose error reports and recovery are the ones that count.
-    out.vertices.resize(vertexCount);
-    out.indices.resize(indexCount);
-    out.fill.resize(fillCount);
-    input.reset();
-    gerber_impl::ConvertWhole(out, input);
+} // namespace gerber_impl
+
+void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text) {
+    gerber_impl::ConvertText(out, text, gerber_impl::pieceTokens);
 }
 
 } // namespace nrq

@@ -81,12 +81,14 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx);
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx);
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx);
 
-// The whole conversion in pieces of a bounded size, processed as they are
-// parsed; false, with `out` partly filled, when the file has a lexical or
-// syntax error and has to go through ConvertWhole instead.
-bool ConvertInPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text);
-// The plain conversion: the whole tree first, then the commands.
-void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input);
+// Tokens per piece of a conversion: a few hundred KB of text, so that the
+// tree of a piece stays small while the cost per piece vanishes.
+constexpr size_t pieceTokens = size_t(1) << 15;
+
+// ConvertGerberDataIntoVertices with pieces of about `pieceSize` tokens, each
+// parsed and processed before the next is read; 0 parses the whole file first.
+// Output, log lines and errors are the same for every size.
+void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize);
 
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled);
 void EmitArcFan(GerberProcessState& state, float radius, int stepsPerTurn, float startAngle, float endAngle,
