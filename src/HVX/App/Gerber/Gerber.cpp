@@ -135,6 +135,37 @@ std::string_view TokenText(antlr4::Token* token, std::string& scratch) {
     return scratch;
 }
 
+// dynamic_cast from a tree node to a context class, with the verdict kept per
+// dynamic type: a failing cast walks the hierarchy comparing type names. The
+// context classes derive from ParseTree without virtual bases, so the
+// static_cast is the same conversion.
+template <class Context>
+Context* ContextCast(antlr4::tree::ParseTree* node) {
+    struct Entry {
+        const std::type_info* type;
+        bool matches;
+    };
+    thread_local Entry known[32];
+    thread_local size_t knownCount = 0;
+    const std::type_info* type = &typeid(*node);
+    for (size_t k = 0; k < knownCount; ++k)
+        if (known[k].type == type)
+            return known[k].matches ? static_cast<Context*>(node) : nullptr;
+    Context* cast = dynamic_cast<Context*>(node);
+    if (knownCount < std::size(known))
+        known[knownCount++] = {type, cast != nullptr};
+    return cast;
+}
+
+// getRuleContext<Context>(0) of the generated accessors.
+template <class Context>
+Context* FirstChild(antlr4::ParserRuleContext* ctx) {
+    for (antlr4::tree::ParseTree* child : ctx->children)
+        if (Context* cast = ContextCast<Context>(child))
+            return cast;
+    return nullptr;
+}
+
 // The tokens of a d01, d02 or d03 context, found in one walk instead of one
 // search per accessor. These rules call no other rule, so every child is a
 // terminal; counting matches the generated accessors, error nodes included.
@@ -512,7 +543,7 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx) {
 }
 
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) {
-    GerberParser::D01Context* d01 = ctx->d01();
+    GerberParser::D01Context* d01 = FirstChild<GerberParser::D01Context>(ctx);
     if (!d01)
         return;
     const float startX = state.currentX;
@@ -583,10 +614,10 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
         ProcessComD01(state, static_cast<GerberParser::ComD01Context*>(ctx));
         break;
     case ComKind::D02:
-        MoveCurrentPoint(state, static_cast<GerberParser::ComD02Context*>(ctx)->d02());
+        MoveCurrentPoint(state, FirstChild<GerberParser::D02Context>(ctx));
         break;
     case ComKind::D03:
-        MoveCurrentPoint(state, static_cast<GerberParser::ComD03Context*>(ctx)->d03());
+        MoveCurrentPoint(state, FirstChild<GerberParser::D03Context>(ctx));
         Flash(state);
         break;
     case ComKind::DNN: {
@@ -761,8 +792,10 @@ bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::T
     if (failure)
         return true;
     try {
-        for (GerberParser::ComContext* command : gerb->com())
-            ProcessCommand(state, command);
+        // gerb->com() without its two casts per child.
+        for (antlr4::tree::ParseTree* child : gerb->children)
+            if (auto* command = ContextCast<GerberParser::ComContext>(child))
+                ProcessCommand(state, command);
     } catch (...) {
         // Raised only once the whole file is known to parse cleanly.
         failure = std::current_exception();
