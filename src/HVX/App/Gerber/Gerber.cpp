@@ -829,11 +829,17 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
     std::exception_ptr failure;
     std::vector<std::unique_ptr<antlr4::Token>> piece;
     piece.reserve(pieceSize + 1);
+    // Pieces start small so that a syntax error near the top costs little,
+    // and double up to the full size.
+    size_t limit = std::min<size_t>(pieceSize, 64);
     // Nesting of blocks and regions; a top-level command can start only at 0.
     int depth = 0;
     size_t previous = antlr4::Token::INVALID_TYPE;
     for (;;) {
         std::unique_ptr<antlr4::Token> token = lexer.nextToken();
+        // Real files with an error mostly have it near the top: give up at once.
+        if (lexerErrors.count)
+            return false;
         const size_t type = token->getType();
         if (type == antlr4::Token::EOF) {
             piece.push_back(std::move(token));
@@ -841,13 +847,14 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
         }
         const bool afterOperation =
             previous == GerberParser::D01 || previous == GerberParser::D02 || previous == GerberParser::D03;
-        if (piece.size() >= pieceSize && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
-            if (lexerErrors.count || !ParsePiece(state, piece, lexer, false, failure))
+        if (piece.size() >= limit && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
+            if (!ParsePiece(state, piece, lexer, false, failure))
                 return false;
-            if (!estimated) {
+            if (!estimated && limit == pieceSize) {
                 estimated = true;
                 ReserveForRest(out, start, token->getStartIndex(), input.size());
             }
+            limit = std::min(2 * limit, pieceSize);
         }
         if (type == GerberParser::G36)
             ++depth;
@@ -861,7 +868,7 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
         previous = type;
         piece.push_back(std::move(token));
     }
-    if (lexerErrors.count || !ParsePiece(state, piece, lexer, true, failure) || lexerErrors.count)
+    if (!ParsePiece(state, piece, lexer, true, failure))
         return false;
     deferredLog = nullptr;
     log.Flush();
