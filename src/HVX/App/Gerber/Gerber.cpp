@@ -803,9 +803,31 @@ bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::T
     return true;
 }
 
+bool IsAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// The runtime's stream, filled directly when the text is pure ASCII, where
+// the code points are the bytes. Its decoder would give the same, but sizes
+// its buffer for the longest encoding first, five code points per byte, all
+// zeroed: a gigabyte for a 50 MB file. Other text goes through the decoder,
+// which also rejects invalid UTF-8.
+class GerberInputStream : public antlr4::ANTLRInputStream {
+public:
+    GerberInputStream(std::string_view text, bool ascii) {
+        if (ascii) {
+            _data.assign(text.begin(), text.end());
+            p = 0;
+        } else {
+            load(std::string(text));
+        }
+    }
+};
+
 // False, with `out` partly filled, when the file has a lexical or syntax
-// error; nothing is logged then.
-bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view text, size_t pieceSize) {
+// error; nothing is logged then. `asciiOrEmpty` is the text if it is ASCII.
+bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view asciiOrEmpty,
+               size_t pieceSize) {
     GerberLexer lexer(&input);
     ErrorCounter lexerErrors;
     lexer.removeErrorListeners();
@@ -819,8 +841,7 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
             asciiText = {};
         }
     } restore;
-    if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
-        asciiText = text;
+    asciiText = asciiOrEmpty;
 
     GerberProcessState state(out);
     LogOutput("Processing Gerber file...\n");
@@ -892,14 +913,13 @@ void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
 } // namespace
 
 void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize) {
-    // Invalid UTF-8 is rejected by the stream's decoder.
-    antlr4::ANTLRInputStream input;
-    input.load(std::string(text));
+    const bool ascii = IsAscii(text);
+    GerberInputStream input(text, ascii);
     if (pieceSize > 0) {
         const size_t vertexCount = out.vertices.size();
         const size_t indexCount = out.indices.size();
         const size_t fillCount = out.fill.size();
-        if (TryPieces(out, input, text, pieceSize))
+        if (TryPieces(out, input, ascii ? text : std::string_view(), pieceSize))
             return;
         // A lexical or syntax error: undo and take the plain path, whose error
         // reports and recovery are the ones that count.
