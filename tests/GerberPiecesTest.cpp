@@ -159,5 +159,18 @@ TEST_F(GerberPiecesTest, NonAsciiTextGivesTheSameResult) {
     ExpectSameForAllSizes(header + "G04 Größe µm*\n%ADD10C,0.5*%\nD10*\nX1Y1D03*\nM02*\n", "non-ASCII");
 }
 
+TEST_F(GerberPiecesTest, AsciiTextMatchesTheDecoder) {
+    // A byte order mark sends the text through the stream's UTF-8 decoder,
+    // which drops the mark; without it ASCII text takes the direct way.
+    const std::string text = header + "G04 pads*\n%ADD10C,0.5X0.2*%\nD10*\nX1Y1D03*\nG01*\nX20000Y1D01*\n"
+                                      "G03*\nX0Y0I10000J0D01*\nM02*\n";
+    for (size_t size : {size_t(0), size_t(2), gerber_impl::pieceTokens}) {
+        const Outcome plain = Capture(text, size);
+        EXPECT_EQ(plain.error, "(no error)");
+        EXPECT_FALSE(plain.data.indices.empty());
+        ExpectSame(plain, Capture("\xEF\xBB\xBF" + text, size), "with a byte order mark");
+    }
+}
+
 } // namespace
 } // namespace nrq
