@@ -699,8 +699,9 @@ public:
 // Hands a parser the tokens of one piece, then an end of file.
 class PieceTokenSource : public antlr4::TokenSource {
 public:
-    PieceTokenSource(std::vector<std::unique_ptr<antlr4::Token>> pieceTokens, antlr4::TokenSource& lexer)
-        : tokens(std::move(pieceTokens)), lexer(lexer) {}
+    // Takes the tokens out of `pieceTokens` but leaves its storage for the next piece.
+    PieceTokenSource(std::vector<std::unique_ptr<antlr4::Token>>& pieceTokens, antlr4::TokenSource& lexer)
+        : tokens(pieceTokens), lexer(lexer) {}
 
     std::unique_ptr<antlr4::Token> nextToken() override {
         if (next < tokens.size())
@@ -714,7 +715,7 @@ public:
     antlr4::TokenFactory<antlr4::CommonToken>* getTokenFactory() override { return lexer.getTokenFactory(); }
 
 private:
-    std::vector<std::unique_ptr<antlr4::Token>> tokens;
+    std::vector<std::unique_ptr<antlr4::Token>>& tokens;
     size_t next = 0;
     antlr4::TokenSource& lexer;
 };
@@ -769,8 +770,11 @@ bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::T
                 antlr4::TokenSource& lexer, bool last, std::exception_ptr& failure) {
     if (!last)
         pieceList.push_back(std::make_unique<antlr4::CommonToken>(GerberParser::M02, "M02*"));
-    PieceTokenSource source(std::move(pieceList), lexer);
-    pieceList.clear();
+    struct Clear {
+        std::vector<std::unique_ptr<antlr4::Token>>& list;
+        ~Clear() { list.clear(); }
+    } clear{pieceList};
+    PieceTokenSource source(pieceList, lexer);
     antlr4::CommonTokenStream tokens(&source);
     GerberParser parser(&tokens);
     parser.removeErrorListeners();
@@ -871,7 +875,8 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
         if (piece.size() >= limit && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
             if (!ParsePiece(state, piece, lexer, false, failure))
                 return false;
-            if (!estimated && limit == pieceSize) {
+            // A quarter megabyte of text is enough to extrapolate from.
+            if (!estimated && token->getStartIndex() >= (size_t(1) << 18)) {
                 estimated = true;
                 ReserveForRest(out, start, token->getStartIndex(), input.size());
             }

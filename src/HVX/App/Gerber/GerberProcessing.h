@@ -81,9 +81,11 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx);
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx);
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx);
 
-// Tokens per piece of a conversion: a few hundred KB of text, so that the
-// tree of a piece stays small while the cost per piece vanishes.
-constexpr size_t pieceTokens = size_t(1) << 15;
+// Tokens per piece of a conversion, about 20 KB of text: the arrays of a
+// piece's tree and token stream then stay below the size whose release makes
+// malloc consolidate all small free blocks, which bigger pieces pay for
+// dearly; the cost per piece is still negligible.
+constexpr size_t pieceTokens = size_t(1) << 12;
 
 // ConvertGerberDataIntoVertices with pieces of about `pieceSize` tokens, each
 // parsed and processed before the next is read; 0 parses the whole file first.
