@@ -3,9 +3,17 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
+#include "GerberLexer.h"
+#include "GerberParser.h"
+
 #include <cmath>
+#include <exception>
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -69,5 +77,83 @@ void ConvertGenerated(benchmark::State& state) {
 }
 
 BENCHMARK(ConvertGenerated)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The stages on a tenth of the size: decoding and lexing alone, then lexing
+// and parsing the whole text into one tree.
+const std::string& SmallText() {
+    static const std::string text = GenerateGerber(5u << 20);
+    return text;
+}
+
+void LexGenerated(benchmark::State& state) {
+    const std::string& text = SmallText();
+    size_t tokens = 0;
+    for (auto _ : state) {
+        antlr4::ANTLRInputStream input;
+        input.load(text);
+        GerberLexer lexer(&input);
+        tokens = 0;
+        while (lexer.nextToken()->getType() != antlr4::Token::EOF)
+            ++tokens;
+    }
+    state.counters["tokens"] = static_cast<double>(tokens);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
+BENCHMARK(LexGenerated)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void ParseGenerated(benchmark::State& state) {
+    const std::string& text = SmallText();
+    for (auto _ : state) {
+        antlr4::ANTLRInputStream input;
+        input.load(text);
+        GerberLexer lexer(&input);
+        antlr4::CommonTokenStream tokens(&lexer);
+        GerberParser parser(&tokens);
+        benchmark::DoNotOptimize(parser.gerb());
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
+BENCHMARK(ParseGenerated)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+#ifdef HVX_SHARED_DIR
+// Every layer of the real sample boards; most end early in an error of the
+// supported subset, which counts as done.
+void ConvertRealBoards(benchmark::State& state) {
+    std::vector<std::string> texts;
+    size_t bytes = 0;
+    const std::filesystem::path boards = std::filesystem::path(HVX_SHARED_DIR) / "gerber-samples" / "boards";
+    if (std::filesystem::exists(boards)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(boards)) {
+            if (!entry.is_regular_file() || entry.path().filename() == "LICENSE")
+                continue;
+            std::ifstream file(entry.path(), std::ios::binary);
+            std::stringstream content;
+            content << file.rdbuf();
+            texts.push_back(content.str());
+            bytes += texts.back().size();
+        }
+    }
+    size_t failed = 0;
+    for (auto _ : state) {
+        failed = 0;
+        for (const std::string& text : texts) {
+            nrq::GerberVertexData data;
+            try {
+                nrq::ConvertGerberDataIntoVertices(data, text);
+            } catch (const std::exception&) {
+                ++failed;
+            }
+            benchmark::DoNotOptimize(data.vertices.data());
+        }
+    }
+    state.counters["files"] = static_cast<double>(texts.size());
+    state.counters["failed"] = static_cast<double>(failed);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+
+BENCHMARK(ConvertRealBoards)->Iterations(3)->Unit(benchmark::kMillisecond);
+#endif
 
 } // namespace

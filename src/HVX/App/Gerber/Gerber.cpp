@@ -9,11 +9,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <exception>
 #include <memory>
+#include <source_location>
 #include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
 
 namespace nrq {
 namespace gerber_impl {
@@ -25,6 +31,55 @@ constexpr float inverseTurn = 0.15915494f;
 
 // Factors for 0 to 9 decimal digits; %FS allows no more.
 constexpr float decimalScale[10] = {1.0f, 1e-1f, 1e-2f, 1e-3f, 1e-4f, 1e-5f, 1e-6f, 1e-7f, 1e-8f, 1e-9f};
+
+// Log lines of a conversion that may still have to be redone from scratch:
+// they are held back until the outcome is certain, so that no line is written
+// twice or before the parser's own messages would be.
+enum class LogKind { Output, Success, Warn, Error };
+
+struct DeferredLog {
+    std::vector<std::pair<LogKind, std::string>> lines;
+
+    void Flush() const {
+        for (const auto& [kind, line] : lines) {
+            switch (kind) {
+            case LogKind::Output: Log::Output(line); break;
+            case LogKind::Success: Log::Success(line); break;
+            case LogKind::Warn: Log::Warn(line); break;
+            case LogKind::Error: Log::Error(line); break;
+            }
+        }
+    }
+};
+
+thread_local DeferredLog* deferredLog = nullptr;
+
+void WriteLog(LogKind kind, std::string_view line) {
+    if (deferredLog) {
+        deferredLog->lines.emplace_back(kind, std::string(line));
+        return;
+    }
+    switch (kind) {
+    case LogKind::Output: Log::Output(line); break;
+    case LogKind::Success: Log::Success(line); break;
+    case LogKind::Warn: Log::Warn(line); break;
+    case LogKind::Error: Log::Error(line); break;
+    }
+}
+
+void LogOutput(std::string_view line) { WriteLog(LogKind::Output, line); }
+void LogSuccess(std::string_view line) { WriteLog(LogKind::Success, line); }
+void LogWarn(std::string_view line) { WriteLog(LogKind::Warn, line); }
+
+// Assert, with its log line held back like the others while deferring.
+void Check(bool condition, std::string_view what, std::source_location where = std::source_location::current()) {
+    if (condition)
+        return;
+    if (!deferredLog)
+        Assert(condition, what, where);
+    WriteLog(LogKind::Error, fmt::format("Assertion failed:\nWhat: {}\nWhere: {}", what, where.function_name()));
+    throw Error(what, where);
+}
 
 // ceil() of a step count, truncated; a NaN from degenerate input counts as 0
 // instead of an undefined conversion.
@@ -66,23 +121,97 @@ const Aperture& CurrentAperture(GerberProcessState& state) {
     return found->second;
 }
 
+// While a conversion of pure ASCII text runs, its text: a token's text is then
+// a slice of it, which spares the round trip through the stream's code points.
+thread_local std::string_view asciiText;
+
+// The text of a token, either a slice of `asciiText` or a copy in `scratch`.
+std::string_view TokenText(antlr4::Token* token, std::string& scratch) {
+    const size_t start = token->getStartIndex();
+    const size_t stop = token->getStopIndex();
+    if (!asciiText.empty() && start <= stop && stop < asciiText.size())
+        return asciiText.substr(start, stop - start + 1);
+    scratch = token->getText();
+    return scratch;
+}
+
+// dynamic_cast from a tree node to a context class, with the verdict kept per
+// dynamic type: a failing cast walks the hierarchy comparing type names. The
+// context classes derive from ParseTree without virtual bases, so the
+// static_cast is the same conversion.
+template <class Context>
+Context* ContextCast(antlr4::tree::ParseTree* node) {
+    struct Entry {
+        const std::type_info* type;
+        bool matches;
+    };
+    thread_local Entry known[32];
+    thread_local size_t knownCount = 0;
+    const std::type_info* type = &typeid(*node);
+    for (size_t k = 0; k < knownCount; ++k)
+        if (known[k].type == type)
+            return known[k].matches ? static_cast<Context*>(node) : nullptr;
+    Context* cast = dynamic_cast<Context*>(node);
+    if (knownCount < std::size(known))
+        known[knownCount++] = {type, cast != nullptr};
+    return cast;
+}
+
+// getRuleContext<Context>(0) of the generated accessors.
+template <class Context>
+Context* FirstChild(antlr4::ParserRuleContext* ctx) {
+    for (antlr4::tree::ParseTree* child : ctx->children)
+        if (Context* cast = ContextCast<Context>(child))
+            return cast;
+    return nullptr;
+}
+
+// The tokens of a d01, d02 or d03 context, found in one walk instead of one
+// search per accessor. These rules call no other rule, so every child is a
+// terminal; counting matches the generated accessors, error nodes included.
+struct OperationTokens {
+    antlr4::tree::TerminalNode* integers[4] = {};
+    size_t integerCount = 0;
+    bool x = false;
+    bool y = false;
+    bool i = false;
+
+    explicit OperationTokens(antlr4::ParserRuleContext* ctx) {
+        for (antlr4::tree::ParseTree* child : ctx->children) {
+            auto* node = static_cast<antlr4::tree::TerminalNode*>(child);
+            switch (node->getSymbol()->getType()) {
+            case GerberParser::X: x = true; break;
+            case GerberParser::Y: y = true; break;
+            case GerberParser::I: i = true; break;
+            case GerberParser::INTEGER:
+                if (integerCount < 4)
+                    integers[integerCount] = node;
+                ++integerCount;
+                break;
+            default: break;
+            }
+        }
+    }
+
+    // INTEGER(k) of the generated code.
+    antlr4::tree::TerminalNode* Integer(size_t k) const { return k < integerCount && k < 4 ? integers[k] : nullptr; }
+};
+
 // X and Y of a D01/D02/D03 applied to a point; returns how many INTEGER
 // tokens they used.
-template <class Context>
-size_t ApplyCoordinates(GerberProcessState& state, Context* ctx, float& x, float& y) {
+size_t ApplyCoordinates(GerberProcessState& state, const OperationTokens& tokens, float& x, float& y) {
     size_t used = 0;
-    if (ctx->X())
-        x = DCoordToNumber(state, ctx->INTEGER(used++), CoordAxis::X);
-    if (ctx->Y())
-        y = -DCoordToNumber(state, ctx->INTEGER(used++), CoordAxis::Y);
+    if (tokens.x)
+        x = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
+    if (tokens.y)
+        y = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
     return used;
 }
 
-template <class Context>
-void MoveCurrentPoint(GerberProcessState& state, Context* ctx) {
+void MoveCurrentPoint(GerberProcessState& state, antlr4::ParserRuleContext* ctx) {
     if (!ctx)
         return;
-    ApplyCoordinates(state, ctx, state.currentX, state.currentY);
+    ApplyCoordinates(state, OperationTokens(ctx), state.currentX, state.currentY);
 }
 
 } // namespace
@@ -136,8 +265,8 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
     // A tree repaired by error recovery can lack the token.
     if (!node)
         throw Error("encountered invalid numeric format");
-    const std::string owned = node->getText();
-    std::string_view text = owned;
+    std::string owned;
+    std::string_view text = TokenText(node->getSymbol(), owned);
     bool negative = false;
     if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
         negative = text.front() == '-';
@@ -145,8 +274,8 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
     }
     const int integerDigits = axis == CoordAxis::X ? state.xIntegerDigits : state.yIntegerDigits;
     const int decimalDigits = axis == CoordAxis::X ? state.xDecimalDigits : state.yDecimalDigits;
-    Assert(integerDigits >= 0 && decimalDigits >= 0,
-           "FS command must appear before a D01, D02 or D03 command.");
+    Check(integerDigits >= 0 && decimalDigits >= 0,
+          "FS command must appear before a D01, D02 or D03 command.");
 
     // Leading zeros may be omitted, so the digits are right-aligned in a field
     // of the declared width. Digits beyond that width widen the field to the
@@ -164,14 +293,16 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
 float OptionalLengthToMM(GerberProcessState& state, antlr4::tree::TerminalNode* node, float fallback) {
     if (!node)
         return fallback;
-    return ValueToMM<float>(state, DecimalToNum<float>(node->getText()));
+    std::string owned;
+    return ValueToMM<float>(state, DecimalToNum<float>(TokenText(node->getSymbol(), owned)));
 }
 
 int ApertureNumber(antlr4::tree::TerminalNode* node) {
     if (!node)
         throw Error("encountered invalid numeric format");
-    const std::string text = node->getText();
-    return DecimalToNum<int>(std::string_view(text).substr(text.empty() ? 0 : 1));
+    std::string owned;
+    const std::string_view text = TokenText(node->getSymbol(), owned);
+    return DecimalToNum<int>(text.substr(text.empty() ? 0 : 1));
 }
 
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled) {
@@ -200,14 +331,30 @@ void EmitArcFan(GerberProcessState& state, float radius, int stepsPerTurn, float
     // First and last vertex lie on the two angles.
     const float step = sweep / static_cast<float>(count - 1);
     const uint8_t fill = filled ? 255 : 0;
+    // A sweep of at most a turn keeps count small: grow each array once and
+    // write in place rather than checking capacity per value.
+    const size_t vertices = static_cast<size_t>(std::max(count, 0));
+    const size_t triangles = count >= 3 ? static_cast<size_t>(count - 2) : 0;
+    std::vector<float>& xy = state.out.vertices;
+    std::vector<uint32_t>& indices = state.out.indices;
+    const size_t xyStart = xy.size();
+    const size_t indexStart = indices.size();
+    xy.resize(xyStart + 2 * vertices);
+    state.out.fill.resize(state.out.fill.size() + vertices, fill);
+    indices.resize(indexStart + 3 * triangles);
+    float* point = xy.data() + xyStart;
     float angle = startAngle;
-    for (int k = 0; k < count; ++k) {
-        AppendVertex(state, state.currentX + radius * std::cos(angle), state.currentY + radius * std::sin(angle),
-                     fill);
+    for (size_t k = 0; k < vertices; ++k) {
+        point[2 * k] = state.currentX + radius * std::cos(angle);
+        point[2 * k + 1] = state.currentY + radius * std::sin(angle);
         angle += step;
     }
-    for (int k = 0; k + 3 <= count; ++k)
-        AppendTriangle(state, base, base + 1 + static_cast<uint32_t>(k), base + 2 + static_cast<uint32_t>(k));
+    uint32_t* index = indices.data() + indexStart;
+    for (size_t k = 0; k < triangles; ++k) {
+        index[3 * k] = base;
+        index[3 * k + 1] = base + 1 + static_cast<uint32_t>(k);
+        index[3 * k + 2] = base + 2 + static_cast<uint32_t>(k);
+    }
 }
 
 void EmitCapsule(GerberProcessState& state, float radius, int stepsPerTurn, float startX, float startY,
@@ -251,19 +398,38 @@ void EmitArcBand(GerberProcessState& state, float radius, int stepsPerTurn, floa
     const float startRadius = std::sqrt((startX - centreX) * (startX - centreX) + (startY - centreY) * (startY - centreY));
     const float endRadius = std::sqrt((endX - centreX) * (endX - centreX) + (endY - centreY) * (endY - centreY));
     const float step = sweep / static_cast<float>(n) * (clockwise ? 1.0f : -1.0f);
+    // n is at most 64: grow each array once and write in place.
+    const size_t rows = static_cast<size_t>(n) + 1;
+    std::vector<float>& xy = state.out.vertices;
+    std::vector<uint32_t>& indices = state.out.indices;
+    const size_t xyStart = xy.size();
+    const size_t indexStart = indices.size();
+    xy.resize(xyStart + 4 * rows);
+    state.out.fill.resize(state.out.fill.size() + 2 * rows, 255);
+    indices.resize(indexStart + 6 * static_cast<size_t>(n));
+    float* point = xy.data() + xyStart;
     for (int i = 0; i <= n; ++i) {
         const float t = static_cast<float>(i) / static_cast<float>(n);
         const float r = (1.0f - t) * startRadius + t * endRadius;
         const float s = std::sin(angle);
         const float c = std::cos(angle);
-        AppendVertex(state, centreX - s * (r + radius), centreY + c * (r + radius), 255);
-        AppendVertex(state, centreX - s * (r - radius), centreY + c * (r - radius), 255);
+        point[0] = centreX - s * (r + radius);
+        point[1] = centreY + c * (r + radius);
+        point[2] = centreX - s * (r - radius);
+        point[3] = centreY + c * (r - radius);
+        point += 4;
         angle += step;
     }
+    uint32_t* index = indices.data() + indexStart;
     for (int i = 0; i < n; ++i) {
         const uint32_t k = base + 2 * static_cast<uint32_t>(i);
-        AppendTriangle(state, k, k + 2, k + 3);
-        AppendTriangle(state, k, k + 3, k + 1);
+        index[0] = k;
+        index[1] = k + 2;
+        index[2] = k + 3;
+        index[3] = k;
+        index[4] = k + 3;
+        index[5] = k + 1;
+        index += 6;
     }
 }
 
@@ -284,9 +450,9 @@ void PlotLine(GerberProcessState& state, float startX, float startY, float endX,
     const Aperture& aperture = CurrentAperture(state);
     switch (aperture.index()) {
     case 0: EmitCapsule(state, std::get<0>(aperture).diameter / 2, 64, startX, startY, endX, endY, true); break;
-    case 1: Log::Warn("unsupported: line plot using rectangle aperture"); break;
-    case 2: Log::Warn("unsupported: line plot using oblong aperture"); break;
-    default: Log::Warn("unsupported: line plot using polygon aperture"); break;
+    case 1: LogWarn("unsupported: line plot using rectangle aperture"); break;
+    case 2: LogWarn("unsupported: line plot using oblong aperture"); break;
+    default: LogWarn("unsupported: line plot using polygon aperture"); break;
     }
 }
 
@@ -301,9 +467,9 @@ void PlotArc(GerberProcessState& state, float startX, float startY, float endX, 
                     true);
         break;
     // The arc warnings speak of a line plot too.
-    case 1: Log::Warn("unsupported: line plot using rectangle aperture"); break;
-    case 2: Log::Warn("unsupported: line plot using oblong aperture"); break;
-    default: Log::Warn("unsupported: line plot using polygon aperture"); break;
+    case 1: LogWarn("unsupported: line plot using rectangle aperture"); break;
+    case 2: LogWarn("unsupported: line plot using oblong aperture"); break;
+    default: LogWarn("unsupported: line plot using polygon aperture"); break;
     }
 }
 
@@ -311,8 +477,8 @@ void ProcessAdC(GerberProcessState& state, GerberParser::AdCContext* ctx) {
     const int number = ApertureNumber(ctx->DCODE());
     const float diameter = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
-    Assert(diameter >= 0, "circle diameter must be non-negative.");
-    Assert(hole >= 0, "circular hole diameter must be non-negative.");
+    Check(diameter >= 0, "circle diameter must be non-negative.");
+    Check(hole >= 0, "circular hole diameter must be non-negative.");
     state.apertures.insert_or_assign(number, CircleAperture{diameter, hole});
 }
 
@@ -321,10 +487,10 @@ void ProcessAdR(GerberProcessState& state, GerberParser::AdRContext* ctx) {
     const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
-    Assert(xSize > 0 && ySize > 0, "rectangle size must be > 0.");
+    Check(xSize > 0 && ySize > 0, "rectangle size must be > 0.");
     // Required as it stands: a rectangle without a hole fails here, one with
     // a hole stays undefined.
-    Assert(hole > 0, "circular hole diameter must be positive.");
+    Check(hole > 0, "circular hole diameter must be positive.");
 }
 
 void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
@@ -332,8 +498,8 @@ void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
     const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
     const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
-    Assert(xSize > 0 && ySize > 0, "round oblong size must be > 0.");
-    Assert(hole > 0, "circular hole diameter must be positive.");
+    Check(xSize > 0 && ySize > 0, "round oblong size must be > 0.");
+    Check(hole > 0, "circular hole diameter must be positive.");
 }
 
 void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
@@ -347,11 +513,11 @@ void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
     antlr4::tree::TerminalNode* rotationNode = ctx->DECIMAL(2);
     const int rotation = rotationNode ? DecimalToNum<int>(rotationNode->getText()) : 0;
     const float hole = OptionalLengthToMM(state, ctx->DECIMAL(3), 0);
-    Assert(diameter > 0, "polygon size must be > 0.");
-    Assert(vertexCount >= 3, "polygon vertex count must be >= 3.");
-    Assert(hole >= 0, "circular hole diameter must be non-negative.");
+    Check(diameter > 0, "polygon size must be > 0.");
+    Check(vertexCount >= 3, "polygon vertex count must be >= 3.");
+    Check(hole >= 0, "circular hole diameter must be non-negative.");
     if (vertexCount > 12)
-        Log::Warn("gerber: non-standard polygon vertex count > 12 was accepted");
+        LogWarn("gerber: non-standard polygon vertex count > 12 was accepted");
     // The file's number is taken as radians, not degrees; kept on purpose.
     state.apertures.insert_or_assign(number,
                                      PolygonAperture{diameter, vertexCount, -static_cast<float>(rotation), hole});
@@ -359,110 +525,421 @@ void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
 
 void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx) {
     GerberParser::AdContext* ad = ctx->ad();
-    if (auto* c = dynamic_cast<GerberParser::AdCContext*>(ad))
-        ProcessAdC(state, c);
-    else if (auto* r = dynamic_cast<GerberParser::AdRContext*>(ad))
-        ProcessAdR(state, r);
-    else if (auto* o = dynamic_cast<GerberParser::AdOContext*>(ad))
-        ProcessAdO(state, o);
-    else if (auto* p = dynamic_cast<GerberParser::AdPContext*>(ad))
-        ProcessAdP(state, p);
-    else if (dynamic_cast<GerberParser::AdNamedContext*>(ad))
+    if (!ad)
+        return;
+    // One type lookup instead of a chain of casts; the labelled contexts
+    // have no subclasses, so equality is exact.
+    const std::type_info& type = typeid(*ad);
+    if (type == typeid(GerberParser::AdCContext))
+        ProcessAdC(state, static_cast<GerberParser::AdCContext*>(ad));
+    else if (type == typeid(GerberParser::AdRContext))
+        ProcessAdR(state, static_cast<GerberParser::AdRContext*>(ad));
+    else if (type == typeid(GerberParser::AdOContext))
+        ProcessAdO(state, static_cast<GerberParser::AdOContext*>(ad));
+    else if (type == typeid(GerberParser::AdPContext))
+        ProcessAdP(state, static_cast<GerberParser::AdPContext*>(ad));
+    else if (type == typeid(GerberParser::AdNamedContext))
         throw Error("aperture macros are not yet implemented");
 }
 
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) {
-    GerberParser::D01Context* d01 = ctx->d01();
+    GerberParser::D01Context* d01 = FirstChild<GerberParser::D01Context>(ctx);
     if (!d01)
         return;
     const float startX = state.currentX;
     const float startY = state.currentY;
     float endX = startX;
     float endY = startY;
-    size_t used = ApplyCoordinates(state, d01, endX, endY);
+    const OperationTokens tokens(d01);
+    size_t used = ApplyCoordinates(state, tokens, endX, endY);
     if (state.interpolationMode == 1) {
         PlotLine(state, startX, startY, endX, endY);
     } else if (state.interpolationMode == 2 || state.interpolationMode == 3) {
-        if (!d01->I())
+        if (!tokens.i)
             throw Error("D03 instruction must contain arc center information in circular mode");
-        const float i = DCoordToNumber(state, d01->INTEGER(used++), CoordAxis::X);
-        const float j = -DCoordToNumber(state, d01->INTEGER(used++), CoordAxis::Y);
+        const float i = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
+        const float j = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
         if (i == 0 && j == 0)
             throw Error("encountered illegal zero value as a center offset for arc");
         PlotArc(state, startX, startY, endX, endY, startX + i, startY + j);
     }
 }
 
+namespace {
+
+enum class ComKind { D01, D02, D03, DNN, G01, G02, G03, G04, MO, FS, LP, AD, Other };
+
+ComKind KindOf(const std::type_info& type) {
+    // The labelled contexts have no subclasses, so equality is exact.
+    if (type == typeid(GerberParser::ComD01Context)) return ComKind::D01;
+    if (type == typeid(GerberParser::ComD02Context)) return ComKind::D02;
+    if (type == typeid(GerberParser::ComD03Context)) return ComKind::D03;
+    if (type == typeid(GerberParser::ComDNNContext)) return ComKind::DNN;
+    if (type == typeid(GerberParser::ComG01Context)) return ComKind::G01;
+    if (type == typeid(GerberParser::ComG02Context)) return ComKind::G02;
+    if (type == typeid(GerberParser::ComG03Context)) return ComKind::G03;
+    if (type == typeid(GerberParser::ComG04Context)) return ComKind::G04;
+    if (type == typeid(GerberParser::ComMOContext)) return ComKind::MO;
+    if (type == typeid(GerberParser::ComFSContext)) return ComKind::FS;
+    if (type == typeid(GerberParser::ComLPContext)) return ComKind::LP;
+    if (type == typeid(GerberParser::ComADContext)) return ComKind::AD;
+    return ComKind::Other;
+}
+
+// type_info equality falls back to comparing names when the objects differ,
+// which a chain of tests pays on every miss; the objects themselves are
+// fixed for the process, so remember the verdict per object.
+ComKind CommandKind(GerberParser::ComContext* ctx) {
+    struct Entry {
+        const std::type_info* type;
+        ComKind kind;
+    };
+    thread_local Entry known[32];
+    thread_local size_t knownCount = 0;
+    const std::type_info* type = &typeid(*ctx);
+    for (size_t k = 0; k < knownCount; ++k)
+        if (known[k].type == type)
+            return known[k].kind;
+    const ComKind kind = KindOf(*type);
+    if (knownCount < std::size(known))
+        known[knownCount++] = {type, kind};
+    return kind;
+}
+
+} // namespace
+
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
-    if (auto* g04 = dynamic_cast<GerberParser::ComG04Context*>(ctx)) {
-        const std::string text = g04->getStart()->getText();
-        Log::Output(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
-    } else if (dynamic_cast<GerberParser::ComMOContext*>(ctx)) {
+    switch (CommandKind(ctx)) {
+    case ComKind::D01:
+        ProcessComD01(state, static_cast<GerberParser::ComD01Context*>(ctx));
+        break;
+    case ComKind::D02:
+        MoveCurrentPoint(state, FirstChild<GerberParser::D02Context>(ctx));
+        break;
+    case ComKind::D03:
+        MoveCurrentPoint(state, FirstChild<GerberParser::D03Context>(ctx));
+        Flash(state);
+        break;
+    case ComKind::DNN: {
+        auto* dnn = static_cast<GerberParser::ComDNNContext*>(ctx);
+        if (dnn->dnn())
+            state.currentAperture = ApertureNumber(dnn->dnn()->DCODE());
+        break;
+    }
+    case ComKind::G01:
+        state.interpolationMode = 1;
+        break;
+    case ComKind::G02:
+        state.interpolationMode = 2;
+        break;
+    case ComKind::G03:
+        state.interpolationMode = 3;
+        break;
+    case ComKind::G04: {
+        const std::string text = ctx->getStart()->getText();
+        LogOutput(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
+        break;
+    }
+    case ComKind::MO: {
         const std::string text = ctx->getStart()->getText();
         const std::string unit = text.size() >= 5 ? text.substr(3, text.size() - 5) : std::string();
         if (unit == "MM") {
-            Log::Success("gerber: using length unit MM (millimeters)");
+            LogSuccess("gerber: using length unit MM (millimeters)");
             state.lengthUnit = 1;
         } else if (unit == "IN") {
-            Log::Success("gerber: using length unit IN (inches)");
+            LogSuccess("gerber: using length unit IN (inches)");
             state.lengthUnit = 2;
         }
-    } else if (dynamic_cast<GerberParser::ComFSContext*>(ctx)) {
+        break;
+    }
+    case ComKind::FS: {
         // The lexer admits only "%FSLAXnnYnn*%", so the digits sit at fixed places.
         const std::string text = ctx->getStart()->getText();
         state.xIntegerDigits = text[6] - '0';
         state.xDecimalDigits = text[7] - '0';
         state.yIntegerDigits = text[9] - '0';
         state.yDecimalDigits = text[10] - '0';
-        Log::Success(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
-                                 state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
-    } else if (dynamic_cast<GerberParser::ComLPContext*>(ctx)) {
+        LogSuccess(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
+                               state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
+        break;
+    }
+    case ComKind::LP:
         // Tracked only: clear objects are drawn like dark ones.
         if (ctx->getStart()->getText()[3] == 'D') {
-            Log::Success("gerber: switched to dark polarity");
+            LogSuccess("gerber: switched to dark polarity");
             state.polarity = 1;
         } else {
-            Log::Success("gerber: switched to clear polarity");
+            LogSuccess("gerber: switched to clear polarity");
             state.polarity = 2;
         }
-    } else if (auto* ad = dynamic_cast<GerberParser::ComADContext*>(ctx)) {
-        ProcessComAD(state, ad);
-    } else if (auto* dnn = dynamic_cast<GerberParser::ComDNNContext*>(ctx)) {
-        if (dnn->dnn())
-            state.currentAperture = ApertureNumber(dnn->dnn()->DCODE());
-    } else if (auto* d01 = dynamic_cast<GerberParser::ComD01Context*>(ctx)) {
-        ProcessComD01(state, d01);
-    } else if (auto* d02 = dynamic_cast<GerberParser::ComD02Context*>(ctx)) {
-        MoveCurrentPoint(state, d02->d02());
-    } else if (auto* d03 = dynamic_cast<GerberParser::ComD03Context*>(ctx)) {
-        MoveCurrentPoint(state, d03->d03());
-        Flash(state);
-    } else if (dynamic_cast<GerberParser::ComG01Context*>(ctx)) {
-        state.interpolationMode = 1;
-    } else if (dynamic_cast<GerberParser::ComG02Context*>(ctx)) {
-        state.interpolationMode = 2;
-    } else if (dynamic_cast<GerberParser::ComG03Context*>(ctx)) {
-        state.interpolationMode = 3;
-    } else {
+        break;
+    case ComKind::AD:
+        ProcessComAD(state, static_cast<GerberParser::ComADContext*>(ctx));
+        break;
+    case ComKind::Other: {
         antlr4::Token* first = ctx->getStart();
-        Log::Warn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
+        LogWarn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
+        break;
     }
+    }
+}
+
+namespace {
+
+// Counts lexer errors instead of printing them; the plain path reports them.
+class ErrorCounter : public antlr4::BaseErrorListener {
+public:
+    void syntaxError(antlr4::Recognizer*, antlr4::Token*, size_t, size_t, const std::string&,
+                     std::exception_ptr) override {
+        ++count;
+    }
+    size_t count = 0;
+};
+
+// Hands a parser the tokens of one piece, then an end of file.
+class PieceTokenSource : public antlr4::TokenSource {
+public:
+    // Takes the tokens out of `pieceTokens` but leaves its storage for the next piece.
+    PieceTokenSource(std::vector<std::unique_ptr<antlr4::Token>>& pieceTokens, antlr4::TokenSource& lexer)
+        : tokens(pieceTokens), lexer(lexer) {}
+
+    std::unique_ptr<antlr4::Token> nextToken() override {
+        if (next < tokens.size())
+            return std::move(tokens[next++]);
+        return std::make_unique<antlr4::CommonToken>(antlr4::Token::EOF, "<EOF>");
+    }
+    size_t getLine() const override { return lexer.getLine(); }
+    size_t getCharPositionInLine() override { return lexer.getCharPositionInLine(); }
+    antlr4::CharStream* getInputStream() override { return lexer.getInputStream(); }
+    std::string getSourceName() override { return lexer.getSourceName(); }
+    antlr4::TokenFactory<antlr4::CommonToken>* getTokenFactory() override { return lexer.getTokenFactory(); }
+
+private:
+    std::vector<std::unique_ptr<antlr4::Token>>& tokens;
+    size_t next = 0;
+    antlr4::TokenSource& lexer;
+};
+
+// Tokens that only ever begin a command (or, inside a region, a contour
+// step), so that outside blocks and regions a new top-level command starts
+// there.
+bool OnlyBeginsCommand(size_t type) {
+    switch (type) {
+    case GerberParser::G04: case GerberParser::MO: case GerberParser::FS: case GerberParser::AD:
+    case GerberParser::AM: case GerberParser::G01: case GerberParser::G02: case GerberParser::G03:
+    case GerberParser::G75: case GerberParser::LP: case GerberParser::LM: case GerberParser::LR:
+    case GerberParser::LS: case GerberParser::G36: case GerberParser::TF: case GerberParser::TA:
+    case GerberParser::TO: case GerberParser::TD:
+        return true;
+    default:
+        return false;
+    }
+}
+
+struct OutputSizes {
+    size_t vertices;
+    size_t indices;
+    size_t fill;
+};
+
+// Grows `array` once for the rest of the file, extrapolated from what the
+// first `done` of `total` characters appended, with a tenth to spare; this
+// saves the copies and page faults of repeated doubling. Never less than a
+// doubling, so that many small files in a row still grow geometrically.
+template <class T>
+void ReserveForRest(std::vector<T>& array, size_t start, size_t done, size_t total) {
+    const size_t grown = array.size() - start;
+    if (grown == 0 || done == 0 || total <= done)
+        return;
+    const double expected = static_cast<double>(grown) * static_cast<double>(total - done) / static_cast<double>(done);
+    const size_t wanted = array.size() + static_cast<size_t>(expected * 1.1);
+    if (wanted > array.capacity() && wanted < array.max_size() / 2)
+        array.reserve(std::max(wanted, 2 * array.capacity()));
+}
+
+void ReserveForRest(GerberVertexData& out, const OutputSizes& start, size_t done, size_t total) {
+    ReserveForRest(out.vertices, start.vertices, done, total);
+    ReserveForRest(out.indices, start.indices, done, total);
+    ReserveForRest(out.fill, start.fill, done, total);
+}
+
+// Parses one piece (commands, then the file's end or a stand-in M02) with
+// the fast prediction first and full LL only where that bails; false on a
+// syntax error. Processes its commands unless an earlier one failed.
+bool ParsePiece(GerberProcessState& state, std::vector<std::unique_ptr<antlr4::Token>>& pieceList,
+                antlr4::TokenSource& lexer, bool last, std::exception_ptr& failure) {
+    if (!last)
+        pieceList.push_back(std::make_unique<antlr4::CommonToken>(GerberParser::M02, "M02*"));
+    struct Clear {
+        std::vector<std::unique_ptr<antlr4::Token>>& list;
+        ~Clear() { list.clear(); }
+    } clear{pieceList};
+    PieceTokenSource source(pieceList, lexer);
+    antlr4::CommonTokenStream tokens(&source);
+    GerberParser parser(&tokens);
+    parser.removeErrorListeners();
+    parser.setErrorHandler(std::make_shared<antlr4::BailErrorStrategy>());
+    auto* simulator = parser.getInterpreter<antlr4::atn::ParserATNSimulator>();
+    simulator->setPredictionMode(antlr4::atn::PredictionMode::SLL);
+    GerberParser::GerbContext* gerb = nullptr;
+    try {
+        gerb = parser.gerb();
+    } catch (const antlr4::ParseCancellationException&) {
+        parser.reset();
+        simulator->setPredictionMode(antlr4::atn::PredictionMode::LL);
+        try {
+            gerb = parser.gerb();
+        } catch (const antlr4::ParseCancellationException&) {
+            return false;
+        }
+    }
+    if (failure)
+        return true;
+    try {
+        // gerb->com() without its two casts per child.
+        for (antlr4::tree::ParseTree* child : gerb->children)
+            if (auto* command = ContextCast<GerberParser::ComContext>(child))
+                ProcessCommand(state, command);
+    } catch (...) {
+        // Raised only once the whole file is known to parse cleanly.
+        failure = std::current_exception();
+    }
+    return true;
+}
+
+bool IsAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// The runtime's stream, filled directly when the text is pure ASCII, where
+// the code points are the bytes. Its decoder would give the same, but sizes
+// its buffer for the longest encoding first, five code points per byte, all
+// zeroed: a gigabyte for a 50 MB file. Other text goes through the decoder,
+// which also rejects invalid UTF-8.
+class GerberInputStream : public antlr4::ANTLRInputStream {
+public:
+    GerberInputStream(std::string_view text, bool ascii) {
+        if (ascii) {
+            _data.assign(text.begin(), text.end());
+            p = 0;
+        } else {
+            load(std::string(text));
+        }
+    }
+};
+
+// False, with `out` partly filled, when the file has a lexical or syntax
+// error; nothing is logged then. `asciiOrEmpty` is the text if it is ASCII.
+bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::string_view asciiOrEmpty,
+               size_t pieceSize) {
+    GerberLexer lexer(&input);
+    ErrorCounter lexerErrors;
+    lexer.removeErrorListeners();
+    lexer.addErrorListener(&lexerErrors);
+
+    DeferredLog log;
+    deferredLog = &log;
+    struct Restore {
+        ~Restore() {
+            deferredLog = nullptr;
+            asciiText = {};
+        }
+    } restore;
+    asciiText = asciiOrEmpty;
+
+    GerberProcessState state(out);
+    LogOutput("Processing Gerber file...\n");
+    const OutputSizes start{out.vertices.size(), out.indices.size(), out.fill.size()};
+    bool estimated = false;
+    std::exception_ptr failure;
+    std::vector<std::unique_ptr<antlr4::Token>> piece;
+    piece.reserve(pieceSize + 1);
+    // Pieces start small so that a syntax error near the top costs little,
+    // and double up to the full size.
+    size_t limit = std::min<size_t>(pieceSize, 64);
+    // Nesting of blocks and regions; a top-level command can start only at 0.
+    int depth = 0;
+    size_t previous = antlr4::Token::INVALID_TYPE;
+    for (;;) {
+        std::unique_ptr<antlr4::Token> token = lexer.nextToken();
+        // Real files with an error mostly have it near the top: give up at once.
+        if (lexerErrors.count)
+            return false;
+        const size_t type = token->getType();
+        if (type == antlr4::Token::EOF) {
+            piece.push_back(std::move(token));
+            break;
+        }
+        const bool afterOperation =
+            previous == GerberParser::D01 || previous == GerberParser::D02 || previous == GerberParser::D03;
+        if (piece.size() >= limit && depth == 0 && (afterOperation || OnlyBeginsCommand(type))) {
+            if (!ParsePiece(state, piece, lexer, false, failure))
+                return false;
+            // A quarter megabyte of text is enough to extrapolate from.
+            if (!estimated && token->getStartIndex() >= (size_t(1) << 18)) {
+                estimated = true;
+                ReserveForRest(out, start, token->getStartIndex(), input.size());
+            }
+            limit = std::min(2 * limit, pieceSize);
+        }
+        if (type == GerberParser::G36)
+            ++depth;
+        else if (type == GerberParser::G37)
+            --depth;
+        else if ((previous == GerberParser::AB && type == GerberParser::DCODE) ||
+                 (previous == GerberParser::SR && type == GerberParser::X))
+            ++depth;
+        else if ((previous == GerberParser::AB || previous == GerberParser::SR) && type == GerberParser::ASTERISK)
+            --depth;
+        previous = type;
+        piece.push_back(std::move(token));
+    }
+    if (!ParsePiece(state, piece, lexer, true, failure))
+        return false;
+    deferredLog = nullptr;
+    log.Flush();
+    if (failure)
+        std::rethrow_exception(failure);
+    return true;
+}
+
+// The whole tree first, then the commands.
+void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
+    GerberLexer lexer(&input);
+    antlr4::CommonTokenStream tokens(&lexer);
+    GerberParser parser(&tokens);
+    GerberProcessState state(out);
+    GerberParser::GerbContext* gerb = parser.gerb();
+    LogOutput("Processing Gerber file...\n");
+    for (GerberParser::ComContext* command : gerb->com())
+        ProcessCommand(state, command);
+}
+
+} // namespace
+
+void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize) {
+    const bool ascii = IsAscii(text);
+    GerberInputStream input(text, ascii);
+    if (pieceSize > 0) {
+        const size_t vertexCount = out.vertices.size();
+        const size_t indexCount = out.indices.size();
+        const size_t fillCount = out.fill.size();
+        if (TryPieces(out, input, ascii ? text : std::string_view(), pieceSize))
+            return;
+        // A lexical or syntax error: undo and take the plain path, whose error
+        // reports and recovery are the ones that count.
+        out.vertices.resize(vertexCount);
+        out.indices.resize(indexCount);
+        out.fill.resize(fillCount);
+        input.reset();
+    }
+    ConvertWhole(out, input);
 }
 
 } // namespace gerber_impl
 
 void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text) {
-    // Invalid UTF-8 is rejected by the stream's decoder.
-    antlr4::ANTLRInputStream input;
-    input.load(std::string(text));
-    GerberLexer lexer(&input);
-    antlr4::CommonTokenStream tokens(&lexer);
-    GerberParser parser(&tokens);
-    gerber_impl::GerberProcessState state(out);
-    GerberParser::GerbContext* gerb = parser.gerb();
-    Log::Output("Processing Gerber file...\n");
-    for (GerberParser::ComContext* command : gerb->com())
-        gerber_impl::ProcessCommand(state, command);
+    gerber_impl::ConvertText(out, text, gerber_impl::pieceTokens);
 }
 
 } // namespace nrq

@@ -81,6 +81,17 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx);
 void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx);
 void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx);
 
+// Tokens per piece of a conversion, about 20 KB of text: the arrays of a
+// piece's tree and token stream then stay below the size whose release makes
+// malloc consolidate all small free blocks, which bigger pieces pay for
+// dearly; the cost per piece is still negligible.
+constexpr size_t pieceTokens = size_t(1) << 12;
+
+// ConvertGerberDataIntoVertices with pieces of about `pieceSize` tokens, each
+// parsed and processed before the next is read; 0 parses the whole file first.
+// Output, log lines and errors are the same for every size.
+void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize);
+
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled);
 void EmitArcFan(GerberProcessState& state, float radius, int stepsPerTurn, float startAngle, float endAngle,
                 bool filled);
