@@ -1,6 +1,7 @@
 #include "HVX/Device/Analyzer.h"
 #include "HVX/Device/NullAnalyzer.h"
 #include "support/Bytes.h"
+#include "support/SerializeHelpers.h"
 
 #include <gtest/gtest.h>
 
@@ -9,11 +10,7 @@ namespace {
 
 using test::Bytes;
 
-SerializeInfo Version(int32_t version) {
-    SerializeInfo info;
-    info.version = version;
-    return info;
-}
+using test::Version;
 
 TEST(AnalyzerParametersTest, Defaults) {
     const AnalyzerParameters parameters;

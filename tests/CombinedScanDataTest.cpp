@@ -3,6 +3,7 @@
 #include "HVX/App/Data/Compensation.h"
 
 #include "support/HexBytes.h"
+#include "support/SerializeHelpers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,11 +37,7 @@ FullScanMeasurement Sweep(double startHz, double stepHz, std::initializer_list<f
 
 Position At(float x, float y, float z) { return Position(Length(x), Length(y), Length(z)); }
 
-SerializeInfo Version(int32_t version) {
-    SerializeInfo info;
-    info.version = version;
-    return info;
-}
+using test::Version;
 
 std::vector<float> Amplitudes(const FullScanMeasurement& m) {
     std::vector<float> out;
@@ -87,17 +84,6 @@ const std::string expectedRest = Hex("00 00 80 3E  00 00 80 3E  00 00 00 3E" // 
                                      "00 00 00 00 84 D7 97 41  00 00 00 00 00 6A F8 40  01 00 00 00"
                                      "00 00 80 3E 00 00 40 3F 00 00 00 40  E0 67 35 00 00 00 00 00"
                                      "01 00 00 00  00 00 8C C2");
-
-void ExpectRaisesDeserializationError(const std::string& body, int32_t version) {
-    CombinedScanData data;
-    std::string_view view(body);
-    try {
-        data.DeserializeBinary(view, Version(version));
-        ADD_FAILURE() << "no error for " << body.size() << " bytes";
-    } catch (const Error& e) {
-        EXPECT_THAT(e.what(), HasSubstr("Deserialization ERROR"));
-    }
-}
 
 TEST(CombinedScanData, IsRegisteredUnderItsName) {
     CombinedScanData data;
@@ -422,17 +408,17 @@ TEST(CombinedScanData, RoundTripThroughAnObjectRecord) {
 TEST(CombinedScanData, EveryTruncatedBodyRaises) {
     const std::string v5 = expectedHead + ExpectedInfo() + expectedRest;
     for (size_t length = 0; length < v5.size(); ++length)
-        ExpectRaisesDeserializationError(v5.substr(0, length), 5);
+        test::ExpectRaisesDeserializationError<CombinedScanData>(v5.substr(0, length), 5);
     const std::string v4 = expectedHead + expectedRest;
     for (size_t length = 0; length < v4.size(); ++length)
-        ExpectRaisesDeserializationError(v4.substr(0, length), 4);
+        test::ExpectRaisesDeserializationError<CombinedScanData>(v4.substr(0, length), 4);
 }
 
 TEST(CombinedScanData, HugeCountsRaiseInsteadOfAllocating) {
     // Four billion entries announced, none there.
-    ExpectRaisesDeserializationError(expectedHead + std::string(28, '\0') + Hex("FF FF FF FF"), 4);
+    test::ExpectRaisesDeserializationError<CombinedScanData>(expectedHead + std::string(28, '\0') + Hex("FF FF FF FF"), 4);
     // One entry announcing four billion values.
-    ExpectRaisesDeserializationError(expectedHead + std::string(28, '\0') + Hex("01 00 00 00") +
+    test::ExpectRaisesDeserializationError<CombinedScanData>(expectedHead + std::string(28, '\0') + Hex("01 00 00 00") +
                                          std::string(40, '\0') + Hex("FF FF FF FF 00 00 00 00"),
                                      4);
 }

@@ -3,6 +3,7 @@
 #include "HVX/Device/NullScanner.h"
 #include "HVX/Device/UnknownDeserialized.h"
 #include "support/Bytes.h"
+#include "support/SerializeHelpers.h"
 
 #include <gtest/gtest.h>
 
@@ -36,11 +37,7 @@ public:
     uint32_t value = 0;
 };
 
-SerializeInfo Version(int32_t version) {
-    SerializeInfo info;
-    info.version = version;
-    return info;
-}
+using test::Version;
 
 TEST(StringRecord, LengthThenBytesWithoutTerminator) {
     std::string out;

@@ -3,6 +3,7 @@
 #include "HVX/App/Data/Compensation.h"
 
 #include "support/HexBytes.h"
+#include "support/SerializeHelpers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,11 +35,7 @@ FullScanMeasurement Sweep(double startHz, double stepHz, std::initializer_list<f
 
 Position At(float x, float y, float z) { return Position(Length(x), Length(y), Length(z)); }
 
-SerializeInfo Version(int32_t version) {
-    SerializeInfo info;
-    info.version = version;
-    return info;
-}
+using test::Version;
 
 const Position first = At(0.5f, 0.25f, 0.125f);
 const Position second = At(0.25f, 0.75f, 2.0f);
@@ -86,17 +83,6 @@ EntryView Entry(const SpatialScanData& data, size_t index) {
     const SpatialScanMeasurement& e = data.GetMeasurements().at(index);
     return {e.frequency.Hz(), e.position.x().m(), e.position.y().m(), e.position.z().m(),
             std::chrono::duration_cast<std::chrono::nanoseconds>(e.time.time_since_epoch()).count(), e.amplitude.dBm()};
-}
-
-void ExpectRaisesDeserializationError(const std::string& body, int32_t version) {
-    SpatialScanData data;
-    std::string_view view(body);
-    try {
-        data.DeserializeBinary(view, Version(version));
-        ADD_FAILURE() << "no error for " << body.size() << " bytes";
-    } catch (const Error& e) {
-        EXPECT_THAT(e.what(), HasSubstr("Deserialization ERROR"));
-    }
 }
 
 TEST(SpatialScanData, IsRegisteredUnderItsName) {
@@ -336,15 +322,15 @@ TEST(SpatialScanData, RoundTripThroughAnObjectRecord) {
 TEST(SpatialScanData, EveryTruncatedBodyRaises) {
     const std::string v5 = expectedHead + ExpectedInfo() + expectedRest;
     for (size_t length = 0; length < v5.size(); ++length)
-        ExpectRaisesDeserializationError(v5.substr(0, length), 5);
+        test::ExpectRaisesDeserializationError<SpatialScanData>(v5.substr(0, length), 5);
     const std::string v4 = expectedHead + expectedRest;
     for (size_t length = 0; length < v4.size(); ++length)
-        ExpectRaisesDeserializationError(v4.substr(0, length), 4);
+        test::ExpectRaisesDeserializationError<SpatialScanData>(v4.substr(0, length), 4);
 }
 
 TEST(SpatialScanData, HugeEntryCountRaisesInsteadOfAllocating) {
     const std::string body = expectedHead + std::string(24, '\0') + Hex("FF FF FF FF") + std::string(64, '\0');
-    ExpectRaisesDeserializationError(body, 4);
+    test::ExpectRaisesDeserializationError<SpatialScanData>(body, 4);
 }
 
 TEST(SpatialScanData, CopyTakesEntriesBoundsAndIndexButNotInfoOrUserData) {

@@ -3,6 +3,7 @@
 #include "HVX/App/Data/Compensation.h"
 
 #include "support/HexBytes.h"
+#include "support/SerializeHelpers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -35,11 +36,7 @@ std::vector<float> Amplitudes(const SpectralScanData& data) {
     return out;
 }
 
-SerializeInfo Version(int32_t version) {
-    SerializeInfo info;
-    info.version = version;
-    return info;
-}
+using test::Version;
 
 // 100 MHz start, 100 kHz step, two points: the maximum of [-80, -90] and [-85, -75.5].
 SpectralScanData MakeTwoPointSpectrum() {
@@ -68,17 +65,6 @@ const std::string expectedTail = Hex("00 00 00 00 84 D7 97 41" // start, 1e8
                                      "02 00 00 00"             // number of values
                                      "00 00 A0 C2"             // -80
                                      "00 00 97 C2");           // -75.5
-
-void ExpectRaisesDeserializationError(const std::string& body, int32_t version) {
-    SpectralScanData data;
-    std::string_view view(body);
-    try {
-        data.DeserializeBinary(view, Version(version));
-        ADD_FAILURE() << "no error for " << body.size() << " bytes";
-    } catch (const Error& e) {
-        EXPECT_THAT(e.what(), HasSubstr("Deserialization ERROR"));
-    }
-}
 
 TEST(SpectralScanData, IsRegisteredUnderItsName) {
     SpectralScanData data;
@@ -349,16 +335,16 @@ TEST(SpectralScanData, WrappedByAnOlderLibraryComesBackToLife) {
 TEST(SpectralScanData, EveryTruncatedBodyRaises) {
     const std::string v5 = expectedHead + ExpectedInfo() + expectedTail;
     for (size_t length = 0; length < v5.size(); ++length)
-        ExpectRaisesDeserializationError(v5.substr(0, length), 5);
+        test::ExpectRaisesDeserializationError<SpectralScanData>(v5.substr(0, length), 5);
     const std::string v4 = expectedHead + expectedTail;
     for (size_t length = 0; length < v4.size(); ++length)
-        ExpectRaisesDeserializationError(v4.substr(0, length), 4);
+        test::ExpectRaisesDeserializationError<SpectralScanData>(v4.substr(0, length), 4);
 }
 
 TEST(SpectralScanData, HugeValueCountRaisesInsteadOfAllocating) {
     const std::string body = expectedHead + Hex("00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00"
                                                  "02 00 00 00  FF FF FF FF  00 00 A0 C2");
-    ExpectRaisesDeserializationError(body, 4);
+    test::ExpectRaisesDeserializationError<SpectralScanData>(body, 4);
 }
 
 TEST(SpectralScanData, TruncatedRecordRaises) {
