@@ -6,11 +6,11 @@
 #include "HVX/Filesystem/Filesystem.h"
 
 #include "HVX/App/Gerber/GerberProcessing.h"
+#include "support/GerberOutcome.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -18,42 +18,16 @@
 namespace nrq {
 namespace {
 
-struct Outcome {
-    GerberVertexData data;
-    std::string log;
-    std::string console;
-    std::string error = "(no error)";
-};
+using Outcome = test::GerberOutcome;
 
 // Starts from `before`, so that accumulation is covered too.
 Outcome Capture(const std::string& text, size_t pieceSize, const GerberVertexData& before = {}) {
-    Outcome outcome;
-    outcome.data = before;
-    Log::Init();
-    testing::internal::CaptureStderr();
-    try {
-        gerber_impl::ConvertText(outcome.data, text, pieceSize);
-    } catch (const std::exception& error) {
-        outcome.error = error.what();
-    }
-    outcome.console = testing::internal::GetCapturedStderr();
-    outcome.log = test::LogWithoutTimeStamps();
-    return outcome;
-}
-
-// Bytes, not values: an arc back to its start has NaN coordinates.
-template <class T>
-bool SameBytes(const std::vector<T>& a, const std::vector<T>& b) {
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
+    return test::CaptureGerber([&](GerberVertexData& data) { gerber_impl::ConvertText(data, text, pieceSize); },
+                               before);
 }
 
 void ExpectSame(const Outcome& whole, const Outcome& pieces, const std::string& what) {
-    EXPECT_TRUE(SameBytes(whole.data.vertices, pieces.data.vertices)) << what;
-    EXPECT_TRUE(SameBytes(whole.data.indices, pieces.data.indices)) << what;
-    EXPECT_TRUE(SameBytes(whole.data.fill, pieces.data.fill)) << what;
-    EXPECT_EQ(whole.log, pieces.log) << what;
-    EXPECT_EQ(whole.console, pieces.console) << what;
-    EXPECT_EQ(whole.error, pieces.error) << what;
+    test::ExpectSameGerberOutcome(whole, pieces, what);
 }
 
 // Whole, tiny pieces (a piece ends at nearly every command), middling pieces

@@ -32,39 +32,25 @@ constexpr float inverseTurn = 0.15915494f;
 // Factors for 0 to 9 decimal digits; %FS allows no more.
 constexpr float decimalScale[10] = {1.0f, 1e-1f, 1e-2f, 1e-3f, 1e-4f, 1e-5f, 1e-6f, 1e-7f, 1e-8f, 1e-9f};
 
-// Log lines of a conversion that may still have to be redone from scratch:
-// they are held back until the outcome is certain, so that no line is written
-// twice or before the parser's own messages would be.
-enum class LogKind { Output, Success, Warn, Error };
+using LogKind = DeferredLog::Kind;
 
-struct DeferredLog {
-    std::vector<std::pair<LogKind, std::string>> lines;
-
-    void Flush() const {
-        for (const auto& [kind, line] : lines) {
-            switch (kind) {
-            case LogKind::Output: Log::Output(line); break;
-            case LogKind::Success: Log::Success(line); break;
-            case LogKind::Warn: Log::Warn(line); break;
-            case LogKind::Error: Log::Error(line); break;
-            }
-        }
-    }
-};
-
+// The deferral in force on this thread, if any.
 thread_local DeferredLog* deferredLog = nullptr;
 
-void WriteLog(LogKind kind, std::string_view line) {
-    if (deferredLog) {
-        deferredLog->lines.emplace_back(kind, std::string(line));
-        return;
-    }
+void WriteNow(LogKind kind, std::string_view line) {
     switch (kind) {
     case LogKind::Output: Log::Output(line); break;
     case LogKind::Success: Log::Success(line); break;
     case LogKind::Warn: Log::Warn(line); break;
     case LogKind::Error: Log::Error(line); break;
     }
+}
+
+void WriteLog(LogKind kind, std::string_view line) {
+    if (deferredLog)
+        deferredLog->Hold(kind, line);
+    else
+        WriteNow(kind, line);
 }
 
 void LogOutput(std::string_view line) { WriteLog(LogKind::Output, line); }
@@ -170,49 +156,71 @@ Context* FirstChild(antlr4::ParserRuleContext* ctx) {
 // search per accessor. These rules call no other rule, so every child is a
 // terminal; counting matches the generated accessors, error nodes included.
 struct OperationTokens {
-    antlr4::tree::TerminalNode* integers[4] = {};
-    size_t integerCount = 0;
-    bool x = false;
-    bool y = false;
-    bool i = false;
+    OperationText text;
+    std::string scratch[4];
 
     explicit OperationTokens(antlr4::ParserRuleContext* ctx) {
         for (antlr4::tree::ParseTree* child : ctx->children) {
             auto* node = static_cast<antlr4::tree::TerminalNode*>(child);
             switch (node->getSymbol()->getType()) {
-            case GerberParser::X: x = true; break;
-            case GerberParser::Y: y = true; break;
-            case GerberParser::I: i = true; break;
-            case GerberParser::INTEGER:
-                if (integerCount < 4)
-                    integers[integerCount] = node;
-                ++integerCount;
+            case GerberParser::X: text.x = true; break;
+            case GerberParser::Y: text.y = true; break;
+            case GerberParser::I: text.i = true; break;
+            case GerberParser::INTEGER: {
+                const size_t k = text.integerCount++;
+                if (k < 4)
+                    text.integers[k] = TokenText(node->getSymbol(), scratch[k]);
                 break;
+            }
             default: break;
             }
         }
     }
-
-    // INTEGER(k) of the generated code.
-    antlr4::tree::TerminalNode* Integer(size_t k) const { return k < integerCount && k < 4 ? integers[k] : nullptr; }
 };
 
 // X and Y of a D01/D02/D03 applied to a point; returns how many INTEGER
 // tokens they used.
-size_t ApplyCoordinates(GerberProcessState& state, const OperationTokens& tokens, float& x, float& y) {
+size_t ApplyCoordinates(GerberProcessState& state, const OperationText& operation, float& x, float& y) {
     size_t used = 0;
-    if (tokens.x)
-        x = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
-    if (tokens.y)
-        y = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
+    if (operation.x)
+        x = CoordinateToNumber(state, operation.Integer(used++), CoordAxis::X);
+    if (operation.y)
+        y = -CoordinateToNumber(state, operation.Integer(used++), CoordAxis::Y);
     return used;
 }
 
 void MoveCurrentPoint(GerberProcessState& state, antlr4::ParserRuleContext* ctx) {
-    if (!ctx)
-        return;
-    ApplyCoordinates(state, OperationTokens(ctx), state.currentX, state.currentY);
+    if (ctx)
+        MoveCurrentPoint(state, OperationTokens(ctx).text);
 }
+
+// The exact value of up to 18 decimal digits; other texts take the general
+// conversion. Both round the same integer to the nearest float.
+bool SmallDigitString(std::string_view digits, uint64_t& value) {
+    if (digits.empty() || digits.size() > 18)
+        return false;
+    value = 0;
+    for (char c : digits) {
+        if (c < '0' || c > '9')
+            return false;
+        value = value * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return true;
+}
+
+// The DECIMAL tokens of a context, in order, as ctx->DECIMAL(k) finds them.
+struct DefinitionTokens {
+    ApertureText text;
+    std::string scratch[5];
+
+    DefinitionTokens(antlr4::tree::TerminalNode* dcode, const std::vector<antlr4::tree::TerminalNode*>& decimals) {
+        if (dcode)
+            text.dcode = TokenText(dcode->getSymbol(), scratch[4]);
+        text.decimalCount = decimals.size();
+        for (size_t k = 0; k < decimals.size() && k < 4; ++k)
+            text.decimals[k] = TokenText(decimals[k]->getSymbol(), scratch[k]);
+    }
+};
 
 } // namespace
 
@@ -264,9 +272,16 @@ int ValueToMM<int>(GerberProcessState& state, int value) {
 float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node, CoordAxis axis) {
     // A tree repaired by error recovery can lack the token.
     if (!node)
-        throw Error("encountered invalid numeric format");
+        return CoordinateToNumber(state, nullptr, axis);
     std::string owned;
-    std::string_view text = TokenText(node->getSymbol(), owned);
+    const std::string_view text = TokenText(node->getSymbol(), owned);
+    return CoordinateToNumber(state, &text, axis);
+}
+
+float CoordinateToNumber(GerberProcessState& state, const std::string_view* token, CoordAxis axis) {
+    if (!token)
+        throw Error("encountered invalid numeric format");
+    std::string_view text = *token;
     bool negative = false;
     if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
         negative = text.front() == '-';
@@ -280,29 +295,50 @@ float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node
     // Leading zeros may be omitted, so the digits are right-aligned in a field
     // of the declared width. Digits beyond that width widen the field to the
     // left: they count as further integer digits rather than being dropped.
-    const size_t width = static_cast<size_t>(integerDigits + decimalDigits);
-    std::string field(std::max(width, text.size()), '0');
-    field.replace(field.size() - text.size(), text.size(), text);
-
-    float value = DecimalToNum<float>(field) * decimalScale[decimalDigits];
+    float digits = 0.0f;
+    uint64_t exact = 0;
+    if (SmallDigitString(text, exact)) {
+        digits = static_cast<float>(exact);
+    } else {
+        const size_t width = static_cast<size_t>(integerDigits + decimalDigits);
+        std::string field(std::max(width, text.size()), '0');
+        field.replace(field.size() - text.size(), text.size(), text);
+        digits = DecimalToNum<float>(field);
+    }
+    float value = digits * decimalScale[decimalDigits];
     if (negative)
         value = -value;
     return ValueToMM<float>(state, value);
 }
 
+namespace {
+
+float LengthToMM(GerberProcessState& state, const std::string_view* text, float fallback) {
+    return text ? ValueToMM<float>(state, DecimalToNum<float>(*text)) : fallback;
+}
+
+int ApertureNumber(const std::string_view* text) {
+    if (!text)
+        throw Error("encountered invalid numeric format");
+    return DecimalToNum<int>(text->substr(text->empty() ? 0 : 1));
+}
+
+} // namespace
+
 float OptionalLengthToMM(GerberProcessState& state, antlr4::tree::TerminalNode* node, float fallback) {
     if (!node)
         return fallback;
     std::string owned;
-    return ValueToMM<float>(state, DecimalToNum<float>(TokenText(node->getSymbol(), owned)));
+    const std::string_view text = TokenText(node->getSymbol(), owned);
+    return LengthToMM(state, &text, fallback);
 }
 
 int ApertureNumber(antlr4::tree::TerminalNode* node) {
     if (!node)
-        throw Error("encountered invalid numeric format");
+        return ApertureNumber(static_cast<const std::string_view*>(nullptr));
     std::string owned;
     const std::string_view text = TokenText(node->getSymbol(), owned);
-    return DecimalToNum<int>(text.substr(text.empty() ? 0 : 1));
+    return ApertureNumber(&text);
 }
 
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled) {
@@ -473,46 +509,46 @@ void PlotArc(GerberProcessState& state, float startX, float startY, float endX, 
     }
 }
 
-void ProcessAdC(GerberProcessState& state, GerberParser::AdCContext* ctx) {
-    const int number = ApertureNumber(ctx->DCODE());
-    const float diameter = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
-    const float hole = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
+void DefineCircle(GerberProcessState& state, const ApertureText& definition) {
+    const int number = ApertureNumber(definition.dcode ? &*definition.dcode : nullptr);
+    const float diameter = LengthToMM(state, definition.Decimal(0), 0);
+    const float hole = LengthToMM(state, definition.Decimal(1), 0);
     Check(diameter >= 0, "circle diameter must be non-negative.");
     Check(hole >= 0, "circular hole diameter must be non-negative.");
     state.apertures.insert_or_assign(number, CircleAperture{diameter, hole});
 }
 
-void ProcessAdR(GerberProcessState& state, GerberParser::AdRContext* ctx) {
-    ApertureNumber(ctx->DCODE());
-    const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
-    const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
-    const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
+void DefineRectangle(GerberProcessState& state, const ApertureText& definition) {
+    ApertureNumber(definition.dcode ? &*definition.dcode : nullptr);
+    const float xSize = LengthToMM(state, definition.Decimal(0), 0);
+    const float ySize = LengthToMM(state, definition.Decimal(1), 0);
+    const float hole = LengthToMM(state, definition.Decimal(2), 0);
     Check(xSize > 0 && ySize > 0, "rectangle size must be > 0.");
     // Required as it stands: a rectangle without a hole fails here, one with
     // a hole stays undefined.
     Check(hole > 0, "circular hole diameter must be positive.");
 }
 
-void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
-    ApertureNumber(ctx->DCODE());
-    const float xSize = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
-    const float ySize = OptionalLengthToMM(state, ctx->DECIMAL(1), 0);
-    const float hole = OptionalLengthToMM(state, ctx->DECIMAL(2), 0);
+void DefineOblong(GerberProcessState& state, const ApertureText& definition) {
+    ApertureNumber(definition.dcode ? &*definition.dcode : nullptr);
+    const float xSize = LengthToMM(state, definition.Decimal(0), 0);
+    const float ySize = LengthToMM(state, definition.Decimal(1), 0);
+    const float hole = LengthToMM(state, definition.Decimal(2), 0);
     Check(xSize > 0 && ySize > 0, "round oblong size must be > 0.");
     Check(hole > 0, "circular hole diameter must be positive.");
 }
 
-void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
-    const int number = ApertureNumber(ctx->DCODE());
-    const float diameter = OptionalLengthToMM(state, ctx->DECIMAL(0), 0);
-    antlr4::tree::TerminalNode* countNode = ctx->DECIMAL(1);
-    if (!countNode)
+void DefinePolygon(GerberProcessState& state, const ApertureText& definition) {
+    const int number = ApertureNumber(definition.dcode ? &*definition.dcode : nullptr);
+    const float diameter = LengthToMM(state, definition.Decimal(0), 0);
+    const std::string_view* count = definition.Decimal(1);
+    if (!count)
         throw Error("encountered invalid numeric format");
     // A count goes through the length conversion too: under inches 6 becomes 152.
-    const int vertexCount = ValueToMM<int>(state, DecimalToNum<int>(countNode->getText()));
-    antlr4::tree::TerminalNode* rotationNode = ctx->DECIMAL(2);
-    const int rotation = rotationNode ? DecimalToNum<int>(rotationNode->getText()) : 0;
-    const float hole = OptionalLengthToMM(state, ctx->DECIMAL(3), 0);
+    const int vertexCount = ValueToMM<int>(state, DecimalToNum<int>(*count));
+    const std::string_view* rotationText = definition.Decimal(2);
+    const int rotation = rotationText ? DecimalToNum<int>(*rotationText) : 0;
+    const float hole = LengthToMM(state, definition.Decimal(3), 0);
     Check(diameter > 0, "polygon size must be > 0.");
     Check(vertexCount >= 3, "polygon vertex count must be >= 3.");
     Check(hole >= 0, "circular hole diameter must be non-negative.");
@@ -521,6 +557,24 @@ void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
     // The file's number is taken as radians, not degrees; kept on purpose.
     state.apertures.insert_or_assign(number,
                                      PolygonAperture{diameter, vertexCount, -static_cast<float>(rotation), hole});
+}
+
+void DefineNamed() { throw Error("aperture macros are not yet implemented"); }
+
+void ProcessAdC(GerberProcessState& state, GerberParser::AdCContext* ctx) {
+    DefineCircle(state, DefinitionTokens(ctx->DCODE(), ctx->DECIMAL()).text);
+}
+
+void ProcessAdR(GerberProcessState& state, GerberParser::AdRContext* ctx) {
+    DefineRectangle(state, DefinitionTokens(ctx->DCODE(), ctx->DECIMAL()).text);
+}
+
+void ProcessAdO(GerberProcessState& state, GerberParser::AdOContext* ctx) {
+    DefineOblong(state, DefinitionTokens(ctx->DCODE(), ctx->DECIMAL()).text);
+}
+
+void ProcessAdP(GerberProcessState& state, GerberParser::AdPContext* ctx) {
+    DefinePolygon(state, DefinitionTokens(ctx->DCODE(), ctx->DECIMAL()).text);
 }
 
 void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx) {
@@ -539,31 +593,80 @@ void ProcessComAD(GerberProcessState& state, GerberParser::ComADContext* ctx) {
     else if (type == typeid(GerberParser::AdPContext))
         ProcessAdP(state, static_cast<GerberParser::AdPContext*>(ad));
     else if (type == typeid(GerberParser::AdNamedContext))
-        throw Error("aperture macros are not yet implemented");
+        DefineNamed();
 }
 
-void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) {
-    GerberParser::D01Context* d01 = FirstChild<GerberParser::D01Context>(ctx);
-    if (!d01)
-        return;
+void MoveCurrentPoint(GerberProcessState& state, const OperationText& operation) {
+    ApplyCoordinates(state, operation, state.currentX, state.currentY);
+}
+
+void ProcessOperationD01(GerberProcessState& state, const OperationText& operation) {
     const float startX = state.currentX;
     const float startY = state.currentY;
     float endX = startX;
     float endY = startY;
-    const OperationTokens tokens(d01);
-    size_t used = ApplyCoordinates(state, tokens, endX, endY);
+    size_t used = ApplyCoordinates(state, operation, endX, endY);
     if (state.interpolationMode == 1) {
         PlotLine(state, startX, startY, endX, endY);
     } else if (state.interpolationMode == 2 || state.interpolationMode == 3) {
-        if (!tokens.i)
+        if (!operation.i)
             throw Error("D03 instruction must contain arc center information in circular mode");
-        const float i = DCoordToNumber(state, tokens.Integer(used++), CoordAxis::X);
-        const float j = -DCoordToNumber(state, tokens.Integer(used++), CoordAxis::Y);
+        const float i = CoordinateToNumber(state, operation.Integer(used++), CoordAxis::X);
+        const float j = -CoordinateToNumber(state, operation.Integer(used++), CoordAxis::Y);
         if (i == 0 && j == 0)
             throw Error("encountered illegal zero value as a center offset for arc");
         PlotArc(state, startX, startY, endX, endY, startX + i, startY + j);
     }
 }
+
+void ProcessComD01(GerberProcessState& state, GerberParser::ComD01Context* ctx) {
+    if (GerberParser::D01Context* d01 = FirstChild<GerberParser::D01Context>(ctx))
+        ProcessOperationD01(state, OperationTokens(d01).text);
+}
+
+void SelectAperture(GerberProcessState& state, const std::string_view* dcode) {
+    state.currentAperture = ApertureNumber(dcode);
+}
+
+void ProcessComment(std::string_view token) {
+    LogOutput(fmt::format("#{}", token.size() >= 4 ? token.substr(3, token.size() - 4) : std::string_view()));
+}
+
+void ProcessUnit(GerberProcessState& state, std::string_view token) {
+    const std::string_view unit = token.size() >= 5 ? token.substr(3, token.size() - 5) : std::string_view();
+    if (unit == "MM") {
+        LogSuccess("gerber: using length unit MM (millimeters)");
+        state.lengthUnit = 1;
+    } else if (unit == "IN") {
+        LogSuccess("gerber: using length unit IN (inches)");
+        state.lengthUnit = 2;
+    }
+}
+
+void ProcessFormat(GerberProcessState& state, std::string_view token) {
+    // The lexer admits only "%FSLAXnnYnn*%", so the digits sit at fixed places.
+    state.xIntegerDigits = token[6] - '0';
+    state.xDecimalDigits = token[7] - '0';
+    state.yIntegerDigits = token[9] - '0';
+    state.yDecimalDigits = token[10] - '0';
+    LogSuccess(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits, state.xDecimalDigits,
+                           state.yIntegerDigits, state.yDecimalDigits));
+}
+
+void ProcessPolarity(GerberProcessState& state, std::string_view token) {
+    // Tracked only: clear objects are drawn like dark ones.
+    if (token[3] == 'D') {
+        LogSuccess("gerber: switched to dark polarity");
+        state.polarity = 1;
+    } else {
+        LogSuccess("gerber: switched to clear polarity");
+        state.polarity = 2;
+    }
+}
+
+void IgnoreCommand(std::string_view firstToken) { LogWarn(fmt::format("ignored unimplemented cmd {}", firstToken)); }
+
+void AnnounceConversion() { LogOutput("Processing Gerber file...\n"); }
 
 namespace {
 
@@ -635,50 +738,24 @@ void ProcessCommand(GerberProcessState& state, GerberParser::ComContext* ctx) {
     case ComKind::G03:
         state.interpolationMode = 3;
         break;
-    case ComKind::G04: {
-        const std::string text = ctx->getStart()->getText();
-        LogOutput(fmt::format("#{}", text.size() >= 4 ? text.substr(3, text.size() - 4) : std::string()));
+    case ComKind::G04:
+        ProcessComment(ctx->getStart()->getText());
         break;
-    }
-    case ComKind::MO: {
-        const std::string text = ctx->getStart()->getText();
-        const std::string unit = text.size() >= 5 ? text.substr(3, text.size() - 5) : std::string();
-        if (unit == "MM") {
-            LogSuccess("gerber: using length unit MM (millimeters)");
-            state.lengthUnit = 1;
-        } else if (unit == "IN") {
-            LogSuccess("gerber: using length unit IN (inches)");
-            state.lengthUnit = 2;
-        }
+    case ComKind::MO:
+        ProcessUnit(state, ctx->getStart()->getText());
         break;
-    }
-    case ComKind::FS: {
-        // The lexer admits only "%FSLAXnnYnn*%", so the digits sit at fixed places.
-        const std::string text = ctx->getStart()->getText();
-        state.xIntegerDigits = text[6] - '0';
-        state.xDecimalDigits = text[7] - '0';
-        state.yIntegerDigits = text[9] - '0';
-        state.yDecimalDigits = text[10] - '0';
-        LogSuccess(fmt::format("gerber: fs digit counts x[{}.{}] y[{}.{}]", state.xIntegerDigits,
-                               state.xDecimalDigits, state.yIntegerDigits, state.yDecimalDigits));
+    case ComKind::FS:
+        ProcessFormat(state, ctx->getStart()->getText());
         break;
-    }
     case ComKind::LP:
-        // Tracked only: clear objects are drawn like dark ones.
-        if (ctx->getStart()->getText()[3] == 'D') {
-            LogSuccess("gerber: switched to dark polarity");
-            state.polarity = 1;
-        } else {
-            LogSuccess("gerber: switched to clear polarity");
-            state.polarity = 2;
-        }
+        ProcessPolarity(state, ctx->getStart()->getText());
         break;
     case ComKind::AD:
         ProcessComAD(state, static_cast<GerberParser::ComADContext*>(ctx));
         break;
     case ComKind::Other: {
         antlr4::Token* first = ctx->getStart();
-        LogWarn(fmt::format("ignored unimplemented cmd {}", first ? first->getText() : std::string("(?)")));
+        IgnoreCommand(first ? first->getText() : std::string("(?)"));
         break;
     }
     }
@@ -734,33 +811,6 @@ bool OnlyBeginsCommand(size_t type) {
     default:
         return false;
     }
-}
-
-struct OutputSizes {
-    size_t vertices;
-    size_t indices;
-    size_t fill;
-};
-
-// Grows `array` once for the rest of the file, extrapolated from what the
-// first `done` of `total` characters appended, with a tenth to spare; this
-// saves the copies and page faults of repeated doubling. Never less than a
-// doubling, so that many small files in a row still grow geometrically.
-template <class T>
-void ReserveForRest(std::vector<T>& array, size_t start, size_t done, size_t total) {
-    const size_t grown = array.size() - start;
-    if (grown == 0 || done == 0 || total <= done)
-        return;
-    const double expected = static_cast<double>(grown) * static_cast<double>(total - done) / static_cast<double>(done);
-    const size_t wanted = array.size() + static_cast<size_t>(expected * 1.1);
-    if (wanted > array.capacity() && wanted < array.max_size() / 2)
-        array.reserve(std::max(wanted, 2 * array.capacity()));
-}
-
-void ReserveForRest(GerberVertexData& out, const OutputSizes& start, size_t done, size_t total) {
-    ReserveForRest(out.vertices, start.vertices, done, total);
-    ReserveForRest(out.indices, start.indices, done, total);
-    ReserveForRest(out.fill, start.fill, done, total);
 }
 
 // Parses one piece (commands, then the file's end or a stand-in M02) with
@@ -838,18 +888,14 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
     lexer.addErrorListener(&lexerErrors);
 
     DeferredLog log;
-    deferredLog = &log;
-    struct Restore {
-        ~Restore() {
-            deferredLog = nullptr;
-            asciiText = {};
-        }
-    } restore;
+    struct ForgetText {
+        ~ForgetText() { asciiText = {}; }
+    } forget;
     asciiText = asciiOrEmpty;
 
     GerberProcessState state(out);
-    LogOutput("Processing Gerber file...\n");
-    const OutputSizes start{out.vertices.size(), out.indices.size(), out.fill.size()};
+    AnnounceConversion();
+    const OutputSizes start = SizesOf(out);
     bool estimated = false;
     std::exception_ptr failure;
     std::vector<std::unique_ptr<antlr4::Token>> piece;
@@ -896,8 +942,7 @@ bool TryPieces(GerberVertexData& out, antlr4::ANTLRInputStream& input, std::stri
     }
     if (!ParsePiece(state, piece, lexer, true, failure))
         return false;
-    deferredLog = nullptr;
-    log.Flush();
+    log.Release();
     if (failure)
         std::rethrow_exception(failure);
     return true;
@@ -910,27 +955,70 @@ void ConvertWhole(GerberVertexData& out, antlr4::ANTLRInputStream& input) {
     GerberParser parser(&tokens);
     GerberProcessState state(out);
     GerberParser::GerbContext* gerb = parser.gerb();
-    LogOutput("Processing Gerber file...\n");
+    AnnounceConversion();
     for (GerberParser::ComContext* command : gerb->com())
         ProcessCommand(state, command);
 }
 
 } // namespace
 
+DeferredLog::DeferredLog() { deferredLog = this; }
+
+DeferredLog::~DeferredLog() {
+    if (deferredLog == this)
+        deferredLog = nullptr;
+}
+
+void DeferredLog::Release() {
+    if (deferredLog == this)
+        deferredLog = nullptr;
+    for (const auto& [kind, line] : lines)
+        WriteNow(kind, line);
+    lines.clear();
+}
+
+OutputSizes SizesOf(const GerberVertexData& out) { return {out.vertices.size(), out.indices.size(), out.fill.size()}; }
+
+namespace {
+
+// Grows `array` once for the rest of the file, with a tenth to spare; this
+// saves the copies and page faults of repeated doubling. Never less than a
+// doubling, so that many small files in a row still grow geometrically.
+template <class T>
+void ReserveForRest(std::vector<T>& array, size_t start, size_t done, size_t total) {
+    const size_t grown = array.size() - start;
+    if (grown == 0 || done == 0 || total <= done)
+        return;
+    const double expected = static_cast<double>(grown) * static_cast<double>(total - done) / static_cast<double>(done);
+    const size_t wanted = array.size() + static_cast<size_t>(expected * 1.1);
+    if (wanted > array.capacity() && wanted < array.max_size() / 2)
+        array.reserve(std::max(wanted, 2 * array.capacity()));
+}
+
+} // namespace
+
+void ReserveForRest(GerberVertexData& out, const OutputSizes& start, size_t done, size_t total) {
+    ReserveForRest(out.vertices, start.vertices, done, total);
+    ReserveForRest(out.indices, start.indices, done, total);
+    ReserveForRest(out.fill, start.fill, done, total);
+}
+
+void Restore(GerberVertexData& out, const OutputSizes& sizes) {
+    out.vertices.resize(sizes.vertices);
+    out.indices.resize(sizes.indices);
+    out.fill.resize(sizes.fill);
+}
+
 void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize) {
     const bool ascii = IsAscii(text);
     GerberInputStream input(text, ascii);
     if (pieceSize > 0) {
-        const size_t vertexCount = out.vertices.size();
-        const size_t indexCount = out.indices.size();
-        const size_t fillCount = out.fill.size();
+        const OutputSizes before = SizesOf(out);
         if (TryPieces(out, input, ascii ? text : std::string_view(), pieceSize))
             return;
         // A lexical or syntax error: undo and take the plain path, whose error
         // reports and recovery are the ones that count.
-        out.vertices.resize(vertexCount);
-        out.indices.resize(indexCount);
-        out.fill.resize(fillCount);
+        Restore(out, before);
         input.reset();
     }
     ConvertWhole(out, input);
@@ -939,7 +1027,8 @@ void ConvertText(GerberVertexData& out, std::string_view text, size_t pieceSize)
 } // namespace gerber_impl
 
 void ConvertGerberDataIntoVertices(GerberVertexData& out, std::string_view text) {
-    gerber_impl::ConvertText(out, text, gerber_impl::pieceTokens);
+    if (!gerber_impl::ConvertDirect(out, text))
+        gerber_impl::ConvertText(out, text, gerber_impl::pieceTokens);
 }
 
 } // namespace nrq
