@@ -108,9 +108,33 @@ private:
         return end - at >= 4 && at[0] == 'D' && at[1] == '0' && at[2] >= '1' && at[2] <= '3' && at[3] == '*';
     }
 
+    const char* DigitsFrom(const char* p) const {
+        while (p != end && IsDigit(*p))
+            ++p;
+        return p;
+    }
+
+    // The end of [+-]? [0-9]+ from p, as long as it goes; null if there is none.
+    const char* SignedDigitsFrom(const char* p) const {
+        if (p != end && (*p == '+' || *p == '-'))
+            ++p;
+        const char* digits = p;
+        p = DigitsFrom(p);
+        return p == digits ? nullptr : p;
+    }
+
+    // '.' [0-9]+ at p.
+    bool FractionAt(const char* p) const { return p != end && *p == '.' && p + 1 != end && IsDigit(p[1]); }
+
+    // The token from `at` to `stop`.
+    bool Take(const char* stop, std::string_view& text) {
+        text = std::string_view(at, static_cast<size_t>(stop - at));
+        at = stop;
+        return true;
+    }
+
     // 'D' '0'* [1-9] [0-9]*, as long as it goes.
     bool DCode(std::string_view& text) {
-        const char* start = at;
         if (at == end || *at != 'D')
             return false;
         const char* p = at + 1;
@@ -118,51 +142,22 @@ private:
             ++p;
         if (p == end || *p < '1' || *p > '9')
             return false;
-        while (p != end && IsDigit(*p))
-            ++p;
-        at = p;
-        text = std::string_view(start, static_cast<size_t>(p - start));
-        return true;
+        return Take(DigitsFrom(p), text);
     }
 
-    // INTEGER: [+-]? [0-9]+, as long as it goes.
+    // INTEGER: [+-]? [0-9]+.
     bool Integer(std::string_view& text) {
         SkipNewlines();
-        const char* p = at;
-        if (p != end && (*p == '+' || *p == '-'))
-            ++p;
-        const char* digits = p;
-        while (p != end && IsDigit(*p))
-            ++p;
-        if (p == digits)
-            return false;
-        text = std::string_view(at, static_cast<size_t>(p - at));
-        at = p;
-        return true;
+        const char* stop = SignedDigitsFrom(at);
+        return stop && Take(stop, text);
     }
 
     // The coordinate mode's DECIMAL: [+-]? [0-9]+ ('.' [0-9]+)? | '.' [0-9]+.
     bool Decimal(std::string_view& text) {
         SkipNewlines();
-        const char* p = at;
-        if (p != end && (*p == '+' || *p == '-'))
-            ++p;
-        const char* digits = p;
-        while (p != end && IsDigit(*p))
-            ++p;
-        const bool integerPart = p != digits;
-        if (!integerPart && digits != at)
-            return false; // a sign needs digits straight behind it
-        if (p != end && *p == '.' && p + 1 != end && IsDigit(p[1])) {
-            p += 2;
-            while (p != end && IsDigit(*p))
-                ++p;
-        } else if (!integerPart) {
-            return false;
-        }
-        text = std::string_view(at, static_cast<size_t>(p - at));
-        at = p;
-        return true;
+        if (const char* stop = SignedDigitsFrom(at))
+            return Take(FractionAt(stop) ? DigitsFrom(stop + 2) : stop, text);
+        return FractionAt(at) && Take(DigitsFrom(at + 2), text);
     }
 
     // One axis letter and its INTEGER, if the letter is next.
