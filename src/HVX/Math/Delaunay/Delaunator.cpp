@@ -103,8 +103,9 @@ void RadixSortHighWords(std::vector<uint64_t>& keys) {
     }
 }
 
-uint32_t nextHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 1) % 3; }
-uint32_t prevHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 2) % 3; }
+// One remainder, then a select: cheaper than rebuilding the index from e / 3.
+uint32_t nextHalfedge(uint32_t e) { return e % 3 == 2 ? e - 2 : e + 1; }
+uint32_t prevHalfedge(uint32_t e) { return e % 3 == 0 ? e + 2 : e - 1; }
 
 } // namespace
 
@@ -420,13 +421,15 @@ uint32_t Delaunator::AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t
 
 uint32_t Delaunator::Legalize(uint32_t a) {
     // Flips neither add nor remove half-edges, so the arrays stay put and
-    // are used through plain pointers; anything out of range goes to Link,
+    // are used through plain pointers held in locals (members would be
+    // reloaded after every store); anything out of range goes to Link,
     // which raises.
     uint32_t* tri = triangles.data();
     uint32_t* half = halfedges.data();
     size_t size = halfedges.size();
+    const float* const pts = points;
     const auto link = [&](uint32_t x, uint32_t y) {
-        if (x < size && (y == InvalidIndex || y < size)) {
+        if (x < size && (y == InvalidIndex || y < size)) [[likely]] {
             half[x] = y;
             if (y != InvalidIndex)
                 half[y] = x;
@@ -438,6 +441,8 @@ uint32_t Delaunator::Legalize(uint32_t a) {
     };
 
     edgeStack.clear();
+    uint32_t* stack = edgeStack.data();
+    size_t stackSize = 0;
     size_t depth = 0;
     for (;;) {
         const uint32_t b = half[a];
@@ -453,22 +458,22 @@ uint32_t Delaunator::Legalize(uint32_t a) {
             const uint32_t pr = tri[a];
             const uint32_t pl = tri[nextHalfedge(a)];
             p1 = tri[bl];
-            legal = !inCircle(points[2 * size_t(p0)], points[2 * size_t(p0) + 1], points[2 * size_t(pr)],
-                              points[2 * size_t(pr) + 1], points[2 * size_t(pl)], points[2 * size_t(pl) + 1],
-                              points[2 * size_t(p1)], points[2 * size_t(p1) + 1]);
+            legal = !inCircle(pts[2 * size_t(p0)], pts[2 * size_t(p0) + 1], pts[2 * size_t(pr)],
+                              pts[2 * size_t(pr) + 1], pts[2 * size_t(pl)], pts[2 * size_t(pl) + 1],
+                              pts[2 * size_t(p1)], pts[2 * size_t(p1) + 1]);
         }
         if (legal) {
             if (depth == 0)
                 return ar;
             --depth;
-            a = edgeStack[depth];
+            a = stack[depth];
             continue;
         }
 
         tri[a] = p1;
         tri[b] = p0;
         const uint32_t h = half[bl];
-        if (h == InvalidIndex) {
+        if (h == InvalidIndex) [[unlikely]] {
             // The flipped edge lies on the hull's far side: fix the reference.
             // A point taken off the ring during this insertion links to itself
             // and would never lead back to the start, so the walk ends there too.
@@ -488,10 +493,13 @@ uint32_t Delaunator::Legalize(uint32_t a) {
         link(ar, bl);
 
         const uint32_t br = nextHalfedge(b);
-        if (depth < edgeStack.size())
-            edgeStack[depth] = br;
-        else
+        if (depth < stackSize) {
+            stack[depth] = br;
+        } else {
             edgeStack.push_back(br);
+            stack = edgeStack.data();
+            stackSize = edgeStack.size();
+        }
         ++depth;
     }
 }
