@@ -380,12 +380,18 @@ uint32_t Delaunator::HashKey(float x, float y) const {
     const float dy = y - centreY;
     const float p = dx / (std::fabs(dx) + std::fabs(dy));
     const double angle = dy > 0.0f ? 3.0 - static_cast<double>(p) : 1.0 + static_cast<double>(p);
-    const float scaled = std::floor(static_cast<float>(angle * 0.25) * static_cast<float>(hashSize));
+    const float scaled = static_cast<float>(angle * 0.25) * static_cast<float>(hashSize);
     // A point at the centre itself gives 0/0; it goes to bucket 0 rather than
-    // into an undefined conversion.
+    // into an undefined conversion. Below 0 the floor is negative too (or -0),
+    // and from 0 up truncation is the floor: std::floor is a library call
+    // without SSE4.1.
     if (!(scaled >= 0.0f))
         return 0;
-    const uint64_t key = scaled < 18446744073709551616.0f ? static_cast<uint64_t>(scaled) : 0;
+    uint64_t key = 0;
+    if (scaled < 2147483648.0f)
+        key = static_cast<uint32_t>(static_cast<int32_t>(scaled));
+    else if (scaled < 18446744073709551616.0f)
+        key = static_cast<uint64_t>(scaled);
     return key < hashSize ? static_cast<uint32_t>(key) : static_cast<uint32_t>(key % hashSize);
 }
 
