@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <numeric>
 
 namespace nrq::delaunator {
@@ -76,20 +77,17 @@ bool nearlyEqual(float ax, float ay, float bx, float by) {
     return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
 }
 
-// Stable LSD radix sort of 64-bit keys by their upper 32 bits, in digits of
-// 11, 11 and 10 bits counted in one read; digits where every key agrees are
-// skipped.
-void RadixSortHighWords(std::vector<uint64_t>& keys) {
-    constexpr int shifts[3] = {32, 43, 54};
-    constexpr uint64_t masks[3] = {0x7ff, 0x7ff, 0x3ff};
-    std::vector<size_t> counts(3 * 2048, 0);
-    for (uint64_t key : keys)
-        for (int d = 0; d < 3; ++d)
-            ++counts[d * 2048 + ((key >> shifts[d]) & masks[d])];
-    std::vector<uint64_t> buffer(keys.size());
+// Stable LSD radix sort of m 64-bit keys by their upper 32 bits, in digits
+// of 11, 11 and 10 bits; `counts` holds the three digit histograms, taken
+// while the keys were made. Digits where every key agrees are skipped. The
+// result is in `keys` or `buffer`: the returned one.
+constexpr int radixShifts[3] = {32, 43, 54};
+constexpr uint64_t radixMasks[3] = {0x7ff, 0x7ff, 0x3ff};
+
+uint64_t* RadixSortHighWords(uint64_t* keys, uint64_t* buffer, size_t m, size_t* counts) {
     for (int d = 0; d < 3; ++d) {
-        size_t* count = counts.data() + d * 2048;
-        if (std::find(count, count + 2048, keys.size()) != count + 2048)
+        size_t* count = counts + d * 2048;
+        if (std::find(count, count + 2048, m) != count + 2048)
             continue;
         size_t offset = 0;
         for (size_t k = 0; k < 2048; ++k) {
@@ -97,10 +95,15 @@ void RadixSortHighWords(std::vector<uint64_t>& keys) {
             count[k] = offset;
             offset += here;
         }
-        for (uint64_t key : keys)
-            buffer[count[(key >> shifts[d]) & masks[d]]++] = key;
-        keys.swap(buffer);
+        const int shift = radixShifts[d];
+        const uint64_t mask = radixMasks[d];
+        for (size_t k = 0; k < m; ++k) {
+            const uint64_t key = keys[k];
+            buffer[count[(key >> shift) & mask]++] = key;
+        }
+        std::swap(keys, buffer);
     }
+    return keys;
 }
 
 // One remainder, then a select: cheaper than rebuilding the index from e / 3.
@@ -116,8 +119,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
     // Points with a NaN or an infinite coordinate take no part: they would
     // break the ordering of the sort and every geometric test.
-    std::vector<uint32_t> ids;
-    ids.reserve(n);
+    const auto finite = [&](uint32_t i) { return std::isfinite(x(i)) && std::isfinite(y(i)); };
+    size_t m0 = 0;
     float minX = largestFloat;
     float minY = largestFloat;
     // The maxima start at the smallest positive float, not the most negative
@@ -129,7 +132,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         const float py = y(i);
         if (!std::isfinite(px) || !std::isfinite(py))
             continue;
-        ids.push_back(i);
+        ++m0;
         if (px < minX) minX = px;
         if (py < minY) minY = py;
         if (px > maxX) maxX = px;
@@ -142,7 +145,9 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     uint32_t i1 = InvalidIndex;
     uint32_t i2 = InvalidIndex;
     float minDist = largestFloat;
-    for (uint32_t i : ids) {
+    for (uint32_t i = 0; i < n; ++i) {
+        if (!finite(i))
+            continue;
         const float dx = cx - x(i);
         const float dy = cy - y(i);
         const float d = dx * dx + dy * dy;
@@ -157,8 +162,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     const float i0y = y(i0);
 
     minDist = largestFloat;
-    for (uint32_t i : ids) {
-        if (i == i0)
+    for (uint32_t i = 0; i < n; ++i) {
+        if (i == i0 || !finite(i))
             continue;
         const float dx = i0x - x(i);
         const float dy = i0y - y(i);
@@ -174,8 +179,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     float i1y = y(i1);
 
     float minRadius = largestFloat;
-    for (uint32_t i : ids) {
-        if (i == i0 || i == i1)
+    for (uint32_t i = 0; i < n; ++i) {
+        if (i == i0 || i == i1 || !finite(i))
             continue;
         const float r = circumradius(i0x, i0y, i1x, i1y, x(i), y(i));
         if (r < minRadius) {
@@ -200,36 +205,52 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // comparing stays a strict weak order where distances overflow to
     // infinity. A squared distance is never negative (nor -0), so its bit
     // pattern sorts like its value: a radix sort on the bits, then the rare
-    // runs of equal distance by x and y.
-    std::vector<uint64_t> keys(ids.size());
-    for (size_t k = 0; k < ids.size(); ++k) {
-        const uint32_t i = ids[k];
-        const float dx = x(i) - centreX;
-        const float dy = y(i) - centreY;
-        keys[k] = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
+    // runs of equal distance by x and y. The sort's buffers are overwritten
+    // whole, so they are not zeroed first.
+    const size_t m0Size = m0;
+    auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
+    auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
+    std::vector<size_t> counts(3 * 2048, 0);
+    {
+        uint64_t* out = keyStore.get();
+        size_t* count = counts.data();
+        for (uint32_t i = 0; i < n; ++i) {
+            if (!finite(i))
+                continue;
+            const float dx = x(i) - centreX;
+            const float dy = y(i) - centreY;
+            const uint64_t key = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
+            *out++ = key;
+            ++count[(key >> radixShifts[0]) & radixMasks[0]];
+            ++count[2048 + ((key >> radixShifts[1]) & radixMasks[1])];
+            ++count[2 * 2048 + ((key >> radixShifts[2]) & radixMasks[2])];
+        }
     }
-    std::vector<uint32_t>().swap(ids);
-    RadixSortHighWords(keys);
+    uint64_t* const keys = RadixSortHighWords(keyStore.get(), keyBuffer.get(), m0Size, counts.data());
     const auto byPosition = [&](uint64_t a, uint64_t b) {
         const uint32_t ia = static_cast<uint32_t>(a);
         const uint32_t ib = static_cast<uint32_t>(b);
         return x(ia) != x(ib) ? x(ia) < x(ib) : y(ia) < y(ib);
     };
-    for (size_t run = 0; run < keys.size();) {
+    for (size_t run = 0; run < m0Size;) {
         size_t end = run + 1;
-        while (end < keys.size() && keys[end] >> 32 == keys[run] >> 32)
+        while (end < m0Size && keys[end] >> 32 == keys[run] >> 32)
             ++end;
         if (end - run > 1)
-            std::sort(keys.begin() + static_cast<std::ptrdiff_t>(run), keys.begin() + static_cast<std::ptrdiff_t>(end),
-                      byPosition);
+            std::sort(keys + run, keys + end, byPosition);
         run = end;
     }
+    if (keys == keyStore.get())
+        keyBuffer.reset();
+    else
+        keyStore.reset();
 
     // The sweep works on points numbered by their place in that order: the
     // hull front and the newest triangles are then neighbours in memory.
     // Point numbers are mapped back at the end.
-    const uint32_t m = static_cast<uint32_t>(keys.size());
-    std::vector<uint32_t> original(m);
+    const uint32_t m = static_cast<uint32_t>(m0Size);
+    auto originalStore = std::make_unique_for_overwrite<uint32_t[]>(m);
+    uint32_t* const original = originalStore.get();
     sortedPoints.resize(2 * static_cast<size_t>(m));
     uint32_t s0 = 0;
     uint32_t s1 = 0;
@@ -243,7 +264,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         if (id == i1) s1 = k;
         if (id == i2) s2 = k;
     }
-    std::vector<uint64_t>().swap(keys);
+    keyStore.reset();
+    keyBuffer.reset();
     points = sortedPoints.data();
     const float* p = points;
 
@@ -348,25 +370,33 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         hash[HashKey(p[2 * size_t(e)], p[2 * size_t(e) + 1])] = e;
     }
 
-    // Back to the caller's point numbers.
+    // Back to the caller's point numbers. The ring is saved first so that
+    // the sweep's arrays can take the final contents in place.
     for (uint32_t& corner : triangles)
         corner = original[corner];
-    // Every point off the hull links to itself; the ring is walked once.
-    std::vector<uint32_t> prev(n);
-    std::vector<uint32_t> next(n);
-    std::vector<uint32_t> tri(n, 0);
-    std::iota(prev.begin(), prev.end(), 0u);
-    std::iota(next.begin(), next.end(), 0u);
+    struct RingEntry {
+        uint32_t point;
+        uint32_t prev;
+        uint32_t next;
+        uint32_t tri;
+    };
+    std::vector<RingEntry> ring;
     uint32_t e = hullStart;
     do {
-        prev[original[e]] = original[hullPrev[e]];
-        next[original[e]] = original[hullNext[e]];
-        tri[original[e]] = hullTri[e];
+        ring.push_back({original[e], original[hullPrev[e]], original[hullNext[e]], hullTri[e]});
         e = hullNext[e];
     } while (e != hullStart);
-    hullPrev.swap(prev);
-    hullNext.swap(next);
-    hullTri.swap(tri);
+    // Every point off the hull links to itself.
+    hullPrev.resize(n);
+    hullNext.resize(n);
+    std::iota(hullPrev.begin(), hullPrev.end(), 0u);
+    std::iota(hullNext.begin(), hullNext.end(), 0u);
+    hullTri.assign(n, 0);
+    for (const RingEntry& entry : ring) {
+        hullPrev[entry.point] = entry.prev;
+        hullNext[entry.point] = entry.next;
+        hullTri[entry.point] = entry.tri;
+    }
     for (uint32_t& entry : hash)
         if (entry != InvalidIndex)
             entry = original[entry];
