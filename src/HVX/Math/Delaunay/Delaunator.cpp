@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <numeric>
 
 namespace nrq::delaunator {
@@ -76,20 +77,17 @@ bool nearlyEqual(float ax, float ay, float bx, float by) {
     return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
 }
 
-// Stable LSD radix sort of 64-bit keys by their upper 32 bits, in digits of
-// 11, 11 and 10 bits counted in one read; digits where every key agrees are
-// skipped.
-void RadixSortHighWords(std::vector<uint64_t>& keys) {
-    constexpr int shifts[3] = {32, 43, 54};
-    constexpr uint64_t masks[3] = {0x7ff, 0x7ff, 0x3ff};
-    std::vector<size_t> counts(3 * 2048, 0);
-    for (uint64_t key : keys)
-        for (int d = 0; d < 3; ++d)
-            ++counts[d * 2048 + ((key >> shifts[d]) & masks[d])];
-    std::vector<uint64_t> buffer(keys.size());
+// Stable LSD radix sort of m 64-bit keys by their upper 32 bits, in digits
+// of 11, 11 and 10 bits; `counts` holds the three digit histograms, taken
+// while the keys were made. Digits where every key agrees are skipped. The
+// result is in `keys` or `buffer`: the returned one.
+constexpr int radixShifts[3] = {32, 43, 54};
+constexpr uint64_t radixMasks[3] = {0x7ff, 0x7ff, 0x3ff};
+
+uint64_t* RadixSortHighWords(uint64_t* keys, uint64_t* buffer, size_t m, size_t* counts) {
     for (int d = 0; d < 3; ++d) {
-        size_t* count = counts.data() + d * 2048;
-        if (std::find(count, count + 2048, keys.size()) != count + 2048)
+        size_t* count = counts + d * 2048;
+        if (std::find(count, count + 2048, m) != count + 2048)
             continue;
         size_t offset = 0;
         for (size_t k = 0; k < 2048; ++k) {
@@ -97,14 +95,21 @@ void RadixSortHighWords(std::vector<uint64_t>& keys) {
             count[k] = offset;
             offset += here;
         }
-        for (uint64_t key : keys)
-            buffer[count[(key >> shifts[d]) & masks[d]]++] = key;
-        keys.swap(buffer);
+        const int shift = radixShifts[d];
+        const uint64_t mask = radixMasks[d];
+        for (size_t k = 0; k < m; ++k) {
+            const uint64_t key = keys[k];
+            buffer[count[(key >> shift) & mask]++] = key;
+        }
+        std::swap(keys, buffer);
     }
+    return keys;
 }
 
-uint32_t nextHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 1) % 3; }
-uint32_t prevHalfedge(uint32_t e) { return 3 * (e / 3) + (e + 2) % 3; }
+// A divisibility test, then a select: cheaper than rebuilding the index
+// from e / 3, and a test for 0 needs no remainder (one multiply, one compare).
+uint32_t nextHalfedge(uint32_t e) { return (e + 1) % 3 == 0 ? e - 2 : e + 1; }
+uint32_t prevHalfedge(uint32_t e) { return e % 3 == 0 ? e + 2 : e - 1; }
 
 } // namespace
 
@@ -115,8 +120,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
     // Points with a NaN or an infinite coordinate take no part: they would
     // break the ordering of the sort and every geometric test.
-    std::vector<uint32_t> ids;
-    ids.reserve(n);
+    const auto finite = [&](uint32_t i) { return std::isfinite(x(i)) && std::isfinite(y(i)); };
+    size_t m0 = 0;
     float minX = largestFloat;
     float minY = largestFloat;
     // The maxima start at the smallest positive float, not the most negative
@@ -128,7 +133,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         const float py = y(i);
         if (!std::isfinite(px) || !std::isfinite(py))
             continue;
-        ids.push_back(i);
+        ++m0;
         if (px < minX) minX = px;
         if (py < minY) minY = py;
         if (px > maxX) maxX = px;
@@ -141,7 +146,9 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     uint32_t i1 = InvalidIndex;
     uint32_t i2 = InvalidIndex;
     float minDist = largestFloat;
-    for (uint32_t i : ids) {
+    for (uint32_t i = 0; i < n; ++i) {
+        if (!finite(i))
+            continue;
         const float dx = cx - x(i);
         const float dy = cy - y(i);
         const float d = dx * dx + dy * dy;
@@ -156,8 +163,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     const float i0y = y(i0);
 
     minDist = largestFloat;
-    for (uint32_t i : ids) {
-        if (i == i0)
+    for (uint32_t i = 0; i < n; ++i) {
+        if (i == i0 || !finite(i))
             continue;
         const float dx = i0x - x(i);
         const float dy = i0y - y(i);
@@ -173,8 +180,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     float i1y = y(i1);
 
     float minRadius = largestFloat;
-    for (uint32_t i : ids) {
-        if (i == i0 || i == i1)
+    for (uint32_t i = 0; i < n; ++i) {
+        if (i == i0 || i == i1 || !finite(i))
             continue;
         const float r = circumradius(i0x, i0y, i1x, i1y, x(i), y(i));
         if (r < minRadius) {
@@ -199,36 +206,52 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // comparing stays a strict weak order where distances overflow to
     // infinity. A squared distance is never negative (nor -0), so its bit
     // pattern sorts like its value: a radix sort on the bits, then the rare
-    // runs of equal distance by x and y.
-    std::vector<uint64_t> keys(ids.size());
-    for (size_t k = 0; k < ids.size(); ++k) {
-        const uint32_t i = ids[k];
-        const float dx = x(i) - centreX;
-        const float dy = y(i) - centreY;
-        keys[k] = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
+    // runs of equal distance by x and y. The sort's buffers are overwritten
+    // whole, so they are not zeroed first.
+    const size_t m0Size = m0;
+    auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
+    auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
+    std::vector<size_t> counts(3 * 2048, 0);
+    {
+        uint64_t* out = keyStore.get();
+        size_t* count = counts.data();
+        for (uint32_t i = 0; i < n; ++i) {
+            if (!finite(i))
+                continue;
+            const float dx = x(i) - centreX;
+            const float dy = y(i) - centreY;
+            const uint64_t key = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
+            *out++ = key;
+            ++count[(key >> radixShifts[0]) & radixMasks[0]];
+            ++count[2048 + ((key >> radixShifts[1]) & radixMasks[1])];
+            ++count[2 * 2048 + ((key >> radixShifts[2]) & radixMasks[2])];
+        }
     }
-    std::vector<uint32_t>().swap(ids);
-    RadixSortHighWords(keys);
+    uint64_t* const keys = RadixSortHighWords(keyStore.get(), keyBuffer.get(), m0Size, counts.data());
     const auto byPosition = [&](uint64_t a, uint64_t b) {
         const uint32_t ia = static_cast<uint32_t>(a);
         const uint32_t ib = static_cast<uint32_t>(b);
         return x(ia) != x(ib) ? x(ia) < x(ib) : y(ia) < y(ib);
     };
-    for (size_t run = 0; run < keys.size();) {
+    for (size_t run = 0; run < m0Size;) {
         size_t end = run + 1;
-        while (end < keys.size() && keys[end] >> 32 == keys[run] >> 32)
+        while (end < m0Size && keys[end] >> 32 == keys[run] >> 32)
             ++end;
         if (end - run > 1)
-            std::sort(keys.begin() + static_cast<std::ptrdiff_t>(run), keys.begin() + static_cast<std::ptrdiff_t>(end),
-                      byPosition);
+            std::sort(keys + run, keys + end, byPosition);
         run = end;
     }
+    if (keys == keyStore.get())
+        keyBuffer.reset();
+    else
+        keyStore.reset();
 
     // The sweep works on points numbered by their place in that order: the
     // hull front and the newest triangles are then neighbours in memory.
     // Point numbers are mapped back at the end.
-    const uint32_t m = static_cast<uint32_t>(keys.size());
-    std::vector<uint32_t> original(m);
+    const uint32_t m = static_cast<uint32_t>(m0Size);
+    auto originalStore = std::make_unique_for_overwrite<uint32_t[]>(m);
+    uint32_t* const original = originalStore.get();
     sortedPoints.resize(2 * static_cast<size_t>(m));
     uint32_t s0 = 0;
     uint32_t s1 = 0;
@@ -242,7 +265,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         if (id == i1) s1 = k;
         if (id == i2) s2 = k;
     }
-    std::vector<uint64_t>().swap(keys);
+    keyStore.reset();
+    keyBuffer.reset();
     points = sortedPoints.data();
     const float* p = points;
 
@@ -347,25 +371,33 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         hash[HashKey(p[2 * size_t(e)], p[2 * size_t(e) + 1])] = e;
     }
 
-    // Back to the caller's point numbers.
+    // Back to the caller's point numbers. The ring is saved first so that
+    // the sweep's arrays can take the final contents in place.
     for (uint32_t& corner : triangles)
         corner = original[corner];
-    // Every point off the hull links to itself; the ring is walked once.
-    std::vector<uint32_t> prev(n);
-    std::vector<uint32_t> next(n);
-    std::vector<uint32_t> tri(n, 0);
-    std::iota(prev.begin(), prev.end(), 0u);
-    std::iota(next.begin(), next.end(), 0u);
+    struct RingEntry {
+        uint32_t point;
+        uint32_t prev;
+        uint32_t next;
+        uint32_t tri;
+    };
+    std::vector<RingEntry> ring;
     uint32_t e = hullStart;
     do {
-        prev[original[e]] = original[hullPrev[e]];
-        next[original[e]] = original[hullNext[e]];
-        tri[original[e]] = hullTri[e];
+        ring.push_back({original[e], original[hullPrev[e]], original[hullNext[e]], hullTri[e]});
         e = hullNext[e];
     } while (e != hullStart);
-    hullPrev.swap(prev);
-    hullNext.swap(next);
-    hullTri.swap(tri);
+    // Every point off the hull links to itself.
+    hullPrev.resize(n);
+    hullNext.resize(n);
+    std::iota(hullPrev.begin(), hullPrev.end(), 0u);
+    std::iota(hullNext.begin(), hullNext.end(), 0u);
+    hullTri.assign(n, 0);
+    for (const RingEntry& entry : ring) {
+        hullPrev[entry.point] = entry.prev;
+        hullNext[entry.point] = entry.next;
+        hullTri[entry.point] = entry.tri;
+    }
     for (uint32_t& entry : hash)
         if (entry != InvalidIndex)
             entry = original[entry];
@@ -379,12 +411,18 @@ uint32_t Delaunator::HashKey(float x, float y) const {
     const float dy = y - centreY;
     const float p = dx / (std::fabs(dx) + std::fabs(dy));
     const double angle = dy > 0.0f ? 3.0 - static_cast<double>(p) : 1.0 + static_cast<double>(p);
-    const float scaled = std::floor(static_cast<float>(angle * 0.25) * static_cast<float>(hashSize));
+    const float scaled = static_cast<float>(angle * 0.25) * static_cast<float>(hashSize);
     // A point at the centre itself gives 0/0; it goes to bucket 0 rather than
-    // into an undefined conversion.
+    // into an undefined conversion. Below 0 the floor is negative too (or -0),
+    // and from 0 up truncation is the floor: std::floor is a library call
+    // without SSE4.1.
     if (!(scaled >= 0.0f))
         return 0;
-    const uint64_t key = scaled < 18446744073709551616.0f ? static_cast<uint64_t>(scaled) : 0;
+    uint64_t key = 0;
+    if (scaled < 2147483648.0f)
+        key = static_cast<uint32_t>(static_cast<int32_t>(scaled));
+    else if (scaled < 18446744073709551616.0f)
+        key = static_cast<uint64_t>(scaled);
     return key < hashSize ? static_cast<uint32_t>(key) : static_cast<uint32_t>(key % hashSize);
 }
 
@@ -420,13 +458,15 @@ uint32_t Delaunator::AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t
 
 uint32_t Delaunator::Legalize(uint32_t a) {
     // Flips neither add nor remove half-edges, so the arrays stay put and
-    // are used through plain pointers; anything out of range goes to Link,
+    // are used through plain pointers held in locals (members would be
+    // reloaded after every store); anything out of range goes to Link,
     // which raises.
     uint32_t* tri = triangles.data();
     uint32_t* half = halfedges.data();
     size_t size = halfedges.size();
+    const float* const pts = points;
     const auto link = [&](uint32_t x, uint32_t y) {
-        if (x < size && (y == InvalidIndex || y < size)) {
+        if (x < size && (y == InvalidIndex || y < size)) [[likely]] {
             half[x] = y;
             if (y != InvalidIndex)
                 half[y] = x;
@@ -438,6 +478,8 @@ uint32_t Delaunator::Legalize(uint32_t a) {
     };
 
     edgeStack.clear();
+    uint32_t* stack = edgeStack.data();
+    size_t stackSize = 0;
     size_t depth = 0;
     for (;;) {
         const uint32_t b = half[a];
@@ -453,22 +495,22 @@ uint32_t Delaunator::Legalize(uint32_t a) {
             const uint32_t pr = tri[a];
             const uint32_t pl = tri[nextHalfedge(a)];
             p1 = tri[bl];
-            legal = !inCircle(points[2 * size_t(p0)], points[2 * size_t(p0) + 1], points[2 * size_t(pr)],
-                              points[2 * size_t(pr) + 1], points[2 * size_t(pl)], points[2 * size_t(pl) + 1],
-                              points[2 * size_t(p1)], points[2 * size_t(p1) + 1]);
+            legal = !inCircle(pts[2 * size_t(p0)], pts[2 * size_t(p0) + 1], pts[2 * size_t(pr)],
+                              pts[2 * size_t(pr) + 1], pts[2 * size_t(pl)], pts[2 * size_t(pl) + 1],
+                              pts[2 * size_t(p1)], pts[2 * size_t(p1) + 1]);
         }
         if (legal) {
             if (depth == 0)
                 return ar;
             --depth;
-            a = edgeStack[depth];
+            a = stack[depth];
             continue;
         }
 
         tri[a] = p1;
         tri[b] = p0;
         const uint32_t h = half[bl];
-        if (h == InvalidIndex) {
+        if (h == InvalidIndex) [[unlikely]] {
             // The flipped edge lies on the hull's far side: fix the reference.
             // A point taken off the ring during this insertion links to itself
             // and would never lead back to the start, so the walk ends there too.
@@ -488,10 +530,13 @@ uint32_t Delaunator::Legalize(uint32_t a) {
         link(ar, bl);
 
         const uint32_t br = nextHalfedge(b);
-        if (depth < edgeStack.size())
-            edgeStack[depth] = br;
-        else
+        if (depth < stackSize) {
+            stack[depth] = br;
+        } else {
             edgeStack.push_back(br);
+            stack = edgeStack.data();
+            stackSize = edgeStack.size();
+        }
         ++depth;
     }
 }
