@@ -271,11 +271,9 @@ int ValueToMM<int>(GerberProcessState& state, int value) {
 
 float DCoordToNumber(GerberProcessState& state, antlr4::tree::TerminalNode* node, CoordAxis axis) {
     // A tree repaired by error recovery can lack the token.
-    if (!node)
-        return CoordinateToNumber(state, nullptr, axis);
     std::string owned;
-    const std::string_view text = TokenText(node->getSymbol(), owned);
-    return CoordinateToNumber(state, &text, axis);
+    const std::string_view text = node ? TokenText(node->getSymbol(), owned) : std::string_view();
+    return CoordinateToNumber(state, node ? &text : nullptr, axis);
 }
 
 float CoordinateToNumber(GerberProcessState& state, const std::string_view* token, CoordAxis axis) {
@@ -334,11 +332,9 @@ float OptionalLengthToMM(GerberProcessState& state, antlr4::tree::TerminalNode* 
 }
 
 int ApertureNumber(antlr4::tree::TerminalNode* node) {
-    if (!node)
-        return ApertureNumber(static_cast<const std::string_view*>(nullptr));
     std::string owned;
-    const std::string_view text = TokenText(node->getSymbol(), owned);
-    return ApertureNumber(&text);
+    const std::string_view text = node ? TokenText(node->getSymbol(), owned) : std::string_view();
+    return ApertureNumber(node ? &text : nullptr);
 }
 
 void EmitDisc(GerberProcessState& state, float radius, int vertexCount, float startAngle, bool filled) {

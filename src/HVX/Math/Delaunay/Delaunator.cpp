@@ -121,7 +121,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // Points with a NaN or an infinite coordinate take no part: they would
     // break the ordering of the sort and every geometric test.
     const auto finite = [&](uint32_t i) { return std::isfinite(x(i)) && std::isfinite(y(i)); };
-    size_t m0 = 0;
+    size_t finiteCount = 0;
     float minX = largestFloat;
     float minY = largestFloat;
     // The maxima start at the smallest positive float, not the most negative
@@ -133,7 +133,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         const float py = y(i);
         if (!std::isfinite(px) || !std::isfinite(py))
             continue;
-        ++m0;
+        ++finiteCount;
         if (px < minX) minX = px;
         if (py < minY) minY = py;
         if (px > maxX) maxX = px;
@@ -208,9 +208,8 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // pattern sorts like its value: a radix sort on the bits, then the rare
     // runs of equal distance by x and y. The sort's buffers are overwritten
     // whole, so they are not zeroed first.
-    const size_t m0Size = m0;
-    auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
-    auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(m0Size);
+    auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
+    auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
     std::vector<size_t> counts(3 * 2048, 0);
     {
         uint64_t* out = keyStore.get();
@@ -227,15 +226,15 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
             ++count[2 * 2048 + ((key >> radixShifts[2]) & radixMasks[2])];
         }
     }
-    uint64_t* const keys = RadixSortHighWords(keyStore.get(), keyBuffer.get(), m0Size, counts.data());
+    uint64_t* const keys = RadixSortHighWords(keyStore.get(), keyBuffer.get(), finiteCount, counts.data());
     const auto byPosition = [&](uint64_t a, uint64_t b) {
         const uint32_t ia = static_cast<uint32_t>(a);
         const uint32_t ib = static_cast<uint32_t>(b);
         return x(ia) != x(ib) ? x(ia) < x(ib) : y(ia) < y(ib);
     };
-    for (size_t run = 0; run < m0Size;) {
+    for (size_t run = 0; run < finiteCount;) {
         size_t end = run + 1;
-        while (end < m0Size && keys[end] >> 32 == keys[run] >> 32)
+        while (end < finiteCount && keys[end] >> 32 == keys[run] >> 32)
             ++end;
         if (end - run > 1)
             std::sort(keys + run, keys + end, byPosition);
@@ -249,7 +248,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // The sweep works on points numbered by their place in that order: the
     // hull front and the newest triangles are then neighbours in memory.
     // Point numbers are mapped back at the end.
-    const uint32_t m = static_cast<uint32_t>(m0Size);
+    const uint32_t m = static_cast<uint32_t>(finiteCount);
     auto originalStore = std::make_unique_for_overwrite<uint32_t[]>(m);
     uint32_t* const original = originalStore.get();
     sortedPoints.resize(2 * static_cast<size_t>(m));
