@@ -187,6 +187,88 @@ TEST(Delaunay, ThreePointsGiveTheSeedWithFixedWinding) {
     EXPECT_EQ(DelaunayTriangulation2D(other), (std::vector<uint32_t>{0, 1, 2}));
 }
 
+TEST(Delaunay, SeedSearchTakesTheFirstOfEqualCandidates) {
+    // Box centre (0,0). Points 5, 6, 8 and 9 lie at distance 1 from it: i0 is
+    // 5, (0,-1). From there 6 and 8 lie at squared distance 2: i1 is 6,
+    // (1,0). With (0,-1) and (1,0), both 8 and 9 lie on the unit circle,
+    // squared circumradius 1, the smallest: i2 is 8, (-1,0). (0,-1), (1,0),
+    // (-1,0) is counter-clockwise, so i1 and i2 swap. No point lies strictly
+    // inside that circle, so the seed triangle is never flipped.
+    std::vector<float> coords = {5, 5, -5, -5, 5, -5, -5, 5, 3, 0, 0, -1, 1, 0, 2, 2, -1, 0, 0, 1};
+    const Delaunator d(coords);
+    EXPECT_EQ(d.centreX, 0.0f);
+    EXPECT_EQ(d.centreY, 0.0f);
+    ASSERT_GE(d.triangles.size(), 3u);
+    EXPECT_EQ(std::vector<uint32_t>(d.triangles.begin(), d.triangles.begin() + 3), (std::vector<uint32_t>{5, 8, 6}));
+    CheckTriangulation(coords);
+}
+
+TEST(Delaunay, EveryHashEntryHoldsAPointOfThatKey) {
+    std::vector<std::vector<float>> inputs = {Uniform(5000, 3), Uniform(37, 4)};
+    std::vector<float> negative = Uniform(3001, 5);
+    for (float& value : negative)
+        value = -value;
+    inputs.push_back(negative);
+    std::vector<float> huge = Uniform(1000, 6);
+    for (float& value : huge)
+        value *= 1e9f;
+    inputs.push_back(huge);
+    for (std::vector<float>& coords : inputs) {
+        const Delaunator d(coords);
+        size_t filled = 0;
+        for (uint32_t key = 0; key < d.hashSize; ++key) {
+            const uint32_t point = d.hash[key];
+            if (point == InvalidIndex)
+                continue;
+            ++filled;
+            EXPECT_EQ(d.hashKey(coords[2 * point], coords[2 * point + 1]), key) << point;
+        }
+        EXPECT_GT(filled, d.hashSize / 4);
+    }
+}
+
+TEST(Delaunay, KeysOfManyPointsAgreeWithHashKey) {
+    std::vector<float> seed = {5, 5, -5, -5, 5, -5, -5, 5, 3, 0, 0, -1, 1, 0, 2, 2, -1, 0, 0, 1};
+    const Delaunator d(seed); // centre (0,0), hash size 4
+    ASSERT_EQ(d.centreX, 0.0f);
+    ASSERT_EQ(d.hashSize, 4u);
+    // The centre itself (0/0), each axis from both sides, a point just above
+    // the negative axis whose angle rounds up to a full turn, and the extremes.
+    std::vector<float> points = {0,     0,     3,      0,     -3,    0,     0,      3,     0,      -3,
+                                 -100,  1e-6f, -100,   -1e-6f, 1e-30f, 1e-30f, -3e38f, 3e38f, 3e38f, -3e38f,
+                                 1e-45f, -1e-45f, 2,   2,     -2,    2,     -2,     -2,    2,      -2};
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> coordinate(-50.0f, 50.0f);
+    for (int k = 0; k < 2001; ++k)
+        points.push_back(coordinate(random));
+    const size_t count = points.size() / 2;
+    std::vector<uint32_t> keys(count + 1, 12345u);
+    delaunator::HashKeys(points.data(), count, d.centreX, d.centreY, d.hashSize, keys.data());
+    EXPECT_EQ(d.hashKey(-100, 1e-6f), 0u); // 4 wraps to 0
+    EXPECT_EQ(d.hashKey(0, 0), 0u);
+    EXPECT_EQ(d.hashKey(0, 3), 3u); // 3 - 0 = 3 quarters of a turn
+    for (size_t k = 0; k < count; ++k)
+        EXPECT_EQ(keys[k], d.hashKey(points[2 * k], points[2 * k + 1])) << points[2 * k] << ", " << points[2 * k + 1];
+    EXPECT_EQ(keys[count], 12345u); // nothing written past the end
+}
+
+TEST(Delaunay, LegalizingAHullEdgeChangesNothing) {
+    std::vector<float> coords = {0, 0, 4, 0, 4, 4, 0, 4, 2, 2};
+    Delaunator d(coords);
+    const auto triangles = d.triangles;
+    const auto halfedges = d.halfedges;
+    uint32_t hullEdge = InvalidIndex;
+    for (uint32_t e = 0; e < d.halfedges.size() && hullEdge == InvalidIndex; ++e)
+        if (d.halfedges[e] == InvalidIndex)
+            hullEdge = e;
+    ASSERT_NE(hullEdge, InvalidIndex);
+    // The previous half-edge inside the same triangle comes back.
+    EXPECT_EQ(d.legalize(hullEdge), hullEdge % 3 == 0 ? hullEdge + 2 : hullEdge - 1);
+    EXPECT_TRUE(d.edgeStack.empty());
+    EXPECT_EQ(d.triangles, triangles);
+    EXPECT_EQ(d.halfedges, halfedges);
+}
+
 TEST(Delaunay, CollinearPointsAreNoTriangulation) {
     EXPECT_EQ(ErrorOf({0, 0, 1, 1, 2, 2, 3, 3, 5, 5}), "not triangulation");
     EXPECT_EQ(ErrorOf({4, 4, 4, 4, 4, 4}), "not triangulation");

@@ -1,11 +1,13 @@
 #include "Delaunator.h"
 
+#include "FreshMemory.h"
 #include "HVX/Base/Error.h"
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -43,15 +45,6 @@ Offset circumOffset(float ax, float ay, float bx, float by, float cx, float cy, 
     return {static_cast<float>(exactX), static_cast<float>(exactY), true};
 }
 
-float circumradius(float ax, float ay, float bx, float by, float cx, float cy) {
-    double exactX = 0;
-    double exactY = 0;
-    const Offset offset = circumOffset(ax, ay, bx, by, cx, cy, exactX, exactY);
-    if (!offset.valid)
-        return largestFloat;
-    return offset.x * offset.x + offset.y * offset.y;
-}
-
 void circumcentre(float ax, float ay, float bx, float by, float cx, float cy, float& outX, float& outY) {
     double exactX = 0;
     double exactY = 0;
@@ -75,6 +68,178 @@ bool inCircle(float ax, float ay, float bx, float by, float cx, float cy, float 
 
 bool nearlyEqual(float ax, float ay, float bx, float by) {
     return std::fabs(ax - bx) <= epsilon && std::fabs(ay - by) <= epsilon;
+}
+
+// The passes over all points run four at a time in the compiler's vector
+// types. Each lane does the same float operations, in the same order, as
+// the one-point code would, so the results agree to the bit.
+using Floats = float __attribute__((vector_size(16)));
+using Ints = int32_t __attribute__((vector_size(16)));
+using Doubles = double __attribute__((vector_size(32)));
+constexpr size_t lanes = 4;
+
+struct Lanes {
+    Floats x;
+    Floats y;
+    Ints index; // point numbers, wrapped into int32
+};
+
+// Points k to k + 3 of interleaved x, y values; lanes past the end hold NaN,
+// which no pass takes for a point.
+Lanes LoadLanes(const float* xy, size_t count, size_t k) {
+    float block[2 * lanes];
+    if (k + lanes <= count) {
+        std::memcpy(block, xy + 2 * k, sizeof block);
+    } else {
+        std::fill(std::begin(block), std::end(block), std::numeric_limits<float>::quiet_NaN());
+        std::memcpy(block, xy + 2 * k, 2 * (count - k) * sizeof(float));
+    }
+    Floats first;
+    Floats second;
+    std::memcpy(&first, block, sizeof first);
+    std::memcpy(&second, block + lanes, sizeof second);
+    const auto base = static_cast<int32_t>(static_cast<uint32_t>(k));
+    return {__builtin_shufflevector(first, second, 0, 2, 4, 6), __builtin_shufflevector(first, second, 1, 3, 5, 7),
+            Ints{base, base + 1, base + 2, base + 3}};
+}
+
+Ints Finite(Floats v) { return ((Ints)v & 0x7fffffff) < 0x7f800000; }
+
+Floats Broadcast(float value) { return Floats{value, value, value, value}; }
+
+struct Box {
+    float minX;
+    float minY;
+    float maxX;
+    float maxY;
+    size_t finiteCount;
+};
+
+// Over the points with finite coordinates. The maxima start at the smallest
+// positive float, not the most negative one, so a box of negative points
+// reaches up to 0. Kept as it is.
+Box BoundingBox(const float* xy, size_t count) {
+    Floats minX = Broadcast(largestFloat);
+    Floats minY = minX;
+    Floats maxX = Broadcast(smallestNormalFloat);
+    Floats maxY = maxX;
+    Ints finite = {0, 0, 0, 0};
+    for (size_t k = 0; k < count; k += lanes) {
+        const Lanes p = LoadLanes(xy, count, k);
+        const Ints ok = Finite(p.x) & Finite(p.y);
+        finite -= ok;
+        const Floats lowX = ok ? p.x : minX;
+        const Floats lowY = ok ? p.y : minY;
+        const Floats highX = ok ? p.x : maxX;
+        const Floats highY = ok ? p.y : maxY;
+        minX = lowX < minX ? lowX : minX;
+        minY = lowY < minY ? lowY : minY;
+        maxX = highX > maxX ? highX : maxX;
+        maxY = highY > maxY ? highY : maxY;
+    }
+    // Which of two equal zeros is kept does not matter: the maxima are
+    // positive, so the box's centre comes out the same.
+    Box box{minX[0], minY[0], maxX[0], maxY[0], 0};
+    for (size_t lane = 0; lane < lanes; ++lane) {
+        box.minX = std::min(box.minX, minX[lane]);
+        box.minY = std::min(box.minY, minY[lane]);
+        box.maxX = std::max(box.maxX, maxX[lane]);
+        box.maxY = std::max(box.maxY, maxY[lane]);
+        box.finiteCount += static_cast<uint32_t>(finite[lane]);
+    }
+    return box;
+}
+
+// The point with the smallest value below the largest float, the first one
+// on equality, or InvalidIndex. `measure` gives four values, infinity for a
+// lane that is no candidate. Each lane keeps its own first smallest; the
+// lanes are then compared by value and, on equality, by point number.
+template <class Measure>
+uint32_t FirstSmallest(const float* xy, size_t count, Measure measure) {
+    Floats best = Broadcast(largestFloat);
+    Ints bestIndex = {-1, -1, -1, -1};
+    for (size_t k = 0; k < count; k += lanes) {
+        const Lanes p = LoadLanes(xy, count, k);
+        const Floats value = measure(p);
+        const Ints smaller = value < best;
+        best = smaller ? value : best;
+        bestIndex = smaller ? p.index : bestIndex;
+    }
+    uint32_t index = InvalidIndex;
+    float smallest = largestFloat;
+    for (size_t lane = 0; lane < lanes; ++lane) {
+        const auto laneIndex = static_cast<uint32_t>(bestIndex[lane]);
+        if (laneIndex == InvalidIndex)
+            continue;
+        if (best[lane] < smallest || (best[lane] == smallest && laneIndex < index)) {
+            smallest = best[lane];
+            index = laneIndex;
+        }
+    }
+    return index;
+}
+
+constexpr Floats infinities = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
+                               std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity()};
+
+Floats SquaredDistances(const Lanes& p, float x, float y) {
+    const Floats dx = Broadcast(x) - p.x;
+    const Floats dy = Broadcast(y) - p.y;
+    return dx * dx + dy * dy;
+}
+
+// circumradius(a, b, p) for four points p, infinity where it is undefined.
+Floats Circumradii(const Lanes& p, float ax, float ay, float bx, float by) {
+    const float dx = bx - ax;
+    const float dy = by - ay;
+    const float bl = dx * dx + dy * dy;
+    const Floats ex = p.x - Broadcast(ax);
+    const Floats ey = p.y - Broadcast(ay);
+    const Floats cl = ex * ex + ey * ey;
+    const Floats d = Broadcast(dx) * ey - Broadcast(dy) * ex;
+    const Floats numeratorX = ey * bl - Broadcast(dy) * cl;
+    const Floats numeratorY = Broadcast(dx) * cl - ex * bl;
+    const Doubles denominator = __builtin_convertvector(d, Doubles);
+    const Floats x = __builtin_convertvector(__builtin_convertvector(numeratorX, Doubles) * 0.5 / denominator, Floats);
+    const Floats y = __builtin_convertvector(__builtin_convertvector(numeratorY, Doubles) * 0.5 / denominator, Floats);
+    const Ints defined = (cl != 0.0f) & (d != 0.0f) & (bl != 0.0f ? -1 : 0);
+    return defined ? x * x + y * y : infinities;
+}
+
+struct Seeds {
+    uint32_t i0;
+    uint32_t i1;
+    uint32_t i2;
+};
+
+Seeds FindSeeds(const float* xy, size_t count, float cx, float cy) {
+    Seeds seeds{};
+    seeds.i0 = FirstSmallest(xy, count, [&](const Lanes& p) {
+        return Finite(p.x) & Finite(p.y) ? SquaredDistances(p, cx, cy) : infinities;
+    });
+    if (seeds.i0 == InvalidIndex)
+        throw Error("not triangulation");
+    const float i0x = xy[2 * size_t(seeds.i0)];
+    const float i0y = xy[2 * size_t(seeds.i0) + 1];
+
+    seeds.i1 = FirstSmallest(xy, count, [&](const Lanes& p) {
+        const Floats d = SquaredDistances(p, i0x, i0y);
+        return Finite(p.x) & Finite(p.y) & (p.index != static_cast<int32_t>(seeds.i0)) & (d > 0.0f) ? d
+                                                                                                     : infinities;
+    });
+    if (seeds.i1 == InvalidIndex)
+        throw Error("not triangulation");
+    const float i1x = xy[2 * size_t(seeds.i1)];
+    const float i1y = xy[2 * size_t(seeds.i1) + 1];
+
+    seeds.i2 = FirstSmallest(xy, count, [&](const Lanes& p) {
+        const Ints candidate = Finite(p.x) & Finite(p.y) & (p.index != static_cast<int32_t>(seeds.i0)) &
+                               (p.index != static_cast<int32_t>(seeds.i1));
+        return candidate ? Circumradii(p, i0x, i0y, i1x, i1y) : infinities;
+    });
+    if (seeds.i2 == InvalidIndex)
+        throw Error("not triangulation");
+    return seeds;
 }
 
 // Stable LSD radix sort of m 64-bit keys by their upper 32 bits, in digits
@@ -111,95 +276,52 @@ uint64_t* RadixSortHighWords(uint64_t* keys, uint64_t* buffer, size_t m, size_t*
 uint32_t nextHalfedge(uint32_t e) { return (e + 1) % 3 == 0 ? e - 2 : e + 1; }
 uint32_t prevHalfedge(uint32_t e) { return e % 3 == 0 ? e + 2 : e - 1; }
 
+template <class T>
+void PrepareFresh(const std::vector<T>& reserved) {
+    PrepareFreshMemory(const_cast<T*>(reserved.data()), reserved.capacity() * sizeof(T));
+}
+
 } // namespace
+
+// The quotient lies in [-1, 1], so the scaled angle never exceeds hashSize,
+// and a key equal to it wraps to 0.
+void HashKeys(const float* xy, size_t count, float centreX, float centreY, uint32_t hashSize, uint32_t* keys) {
+    const Floats size = Broadcast(static_cast<float>(hashSize));
+    const auto wrap = static_cast<int32_t>(hashSize);
+    for (size_t k = 0; k < count; k += lanes) {
+        const Lanes p = LoadLanes(xy, count, k);
+        const Floats dx = p.x - Broadcast(centreX);
+        const Floats dy = p.y - Broadcast(centreY);
+        const Floats absX = (Floats)((Ints)dx & 0x7fffffff);
+        const Floats absY = (Floats)((Ints)dy & 0x7fffffff);
+        const Doubles q = __builtin_convertvector(dx / (absX + absY), Doubles);
+        const Doubles angle = __builtin_convertvector(dy, Doubles) > 0.0 ? 3.0 - q : 1.0 + q;
+        Floats scaled = __builtin_convertvector(angle * 0.25, Floats) * size;
+        scaled = scaled >= 0.0f ? scaled : Broadcast(0.0f); // the centre itself: 0/0
+        Ints key = __builtin_convertvector(scaled, Ints);
+        key = key < wrap ? key : Ints{0, 0, 0, 0};
+        const size_t valid = std::min(lanes, count - k);
+        for (size_t lane = 0; lane < valid; ++lane)
+            keys[k + lane] = static_cast<uint32_t>(key[lane]);
+    }
+}
 
 Delaunator::Delaunator(std::span<float> input) : coords(input) {
     const size_t n = coords.size() / 2;
-    const auto x = [&](uint32_t i) { return coords[2 * static_cast<size_t>(i)]; };
-    const auto y = [&](uint32_t i) { return coords[2 * static_cast<size_t>(i) + 1]; };
+    const float* const xy = coords.data();
+    const auto x = [&](uint32_t i) { return xy[2 * static_cast<size_t>(i)]; };
+    const auto y = [&](uint32_t i) { return xy[2 * static_cast<size_t>(i) + 1]; };
 
     // Points with a NaN or an infinite coordinate take no part: they would
     // break the ordering of the sort and every geometric test.
-    const auto finite = [&](uint32_t i) { return std::isfinite(x(i)) && std::isfinite(y(i)); };
-    size_t finiteCount = 0;
-    float minX = largestFloat;
-    float minY = largestFloat;
-    // The maxima start at the smallest positive float, not the most negative
-    // one, so a box of negative points reaches up to 0. Kept as it is.
-    float maxX = smallestNormalFloat;
-    float maxY = smallestNormalFloat;
-    for (uint32_t i = 0; i < n; ++i) {
-        const float px = x(i);
-        const float py = y(i);
-        if (!std::isfinite(px) || !std::isfinite(py))
-            continue;
-        ++finiteCount;
-        if (px < minX) minX = px;
-        if (py < minY) minY = py;
-        if (px > maxX) maxX = px;
-        if (py > maxY) maxY = py;
-    }
-    const float cx = (minX + maxX) / 2;
-    const float cy = (minY + maxY) / 2;
-
-    uint32_t i0 = InvalidIndex;
-    uint32_t i1 = InvalidIndex;
-    uint32_t i2 = InvalidIndex;
-    float minDist = largestFloat;
-    for (uint32_t i = 0; i < n; ++i) {
-        if (!finite(i))
-            continue;
-        const float dx = cx - x(i);
-        const float dy = cy - y(i);
-        const float d = dx * dx + dy * dy;
-        if (d < minDist) {
-            i0 = i;
-            minDist = d;
-        }
-    }
-    if (i0 == InvalidIndex)
-        throw Error("not triangulation");
-    const float i0x = x(i0);
-    const float i0y = y(i0);
-
-    minDist = largestFloat;
-    for (uint32_t i = 0; i < n; ++i) {
-        if (i == i0 || !finite(i))
-            continue;
-        const float dx = i0x - x(i);
-        const float dy = i0y - y(i);
-        const float d = dx * dx + dy * dy;
-        if (d < minDist && d > 0.0f) {
-            i1 = i;
-            minDist = d;
-        }
-    }
-    if (i1 == InvalidIndex)
-        throw Error("not triangulation");
-    float i1x = x(i1);
-    float i1y = y(i1);
-
-    float minRadius = largestFloat;
-    for (uint32_t i = 0; i < n; ++i) {
-        if (i == i0 || i == i1 || !finite(i))
-            continue;
-        const float r = circumradius(i0x, i0y, i1x, i1y, x(i), y(i));
-        if (r < minRadius) {
-            i2 = i;
-            minRadius = r;
-        }
-    }
-    if (i2 == InvalidIndex)
-        throw Error("not triangulation");
-    float i2x = x(i2);
-    float i2y = y(i2);
-
-    if (orient(i0x, i0y, i1x, i1y, i2x, i2y)) {
+    const Box box = BoundingBox(xy, n);
+    const Seeds seeds = FindSeeds(xy, n, (box.minX + box.maxX) / 2, (box.minY + box.maxY) / 2);
+    uint32_t i0 = seeds.i0;
+    uint32_t i1 = seeds.i1;
+    uint32_t i2 = seeds.i2;
+    if (orient(x(i0), y(i0), x(i1), y(i1), x(i2), y(i2)))
         std::swap(i1, i2);
-        std::swap(i1x, i2x);
-        std::swap(i1y, i2y);
-    }
-    circumcentre(i0x, i0y, i1x, i1y, i2x, i2y, centreX, centreY);
+    circumcentre(x(i0), y(i0), x(i1), y(i1), x(i2), y(i2), centreX, centreY);
 
     // Insertion order: by squared distance to the circumcentre, then x, then
     // y. For finite values a strict difference and a comparison agree, and
@@ -208,6 +330,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // pattern sorts like its value: a radix sort on the bits, then the rare
     // runs of equal distance by x and y. The sort's buffers are overwritten
     // whole, so they are not zeroed first.
+    const size_t finiteCount = box.finiteCount;
     auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
     auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
     std::vector<size_t> counts(3 * 2048, 0);
@@ -215,7 +338,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         uint64_t* out = keyStore.get();
         size_t* count = counts.data();
         for (uint32_t i = 0; i < n; ++i) {
-            if (!finite(i))
+            if (!std::isfinite(x(i)) || !std::isfinite(y(i)))
                 continue;
             const float dx = x(i) - centreX;
             const float dy = y(i) - centreY;
@@ -240,36 +363,49 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
             std::sort(keys + run, keys + end, byPosition);
         run = end;
     }
-    if (keys == keyStore.get())
-        keyBuffer.reset();
-    else
-        keyStore.reset();
 
     // The sweep works on points numbered by their place in that order: the
     // hull front and the newest triangles are then neighbours in memory.
     // Point numbers are mapped back at the end.
-    const uint32_t m = static_cast<uint32_t>(finiteCount);
+    const auto m = static_cast<uint32_t>(finiteCount);
     auto originalStore = std::make_unique_for_overwrite<uint32_t[]>(m);
     uint32_t* const original = originalStore.get();
     sortedPoints.resize(2 * static_cast<size_t>(m));
-    uint32_t s0 = 0;
-    uint32_t s1 = 0;
-    uint32_t s2 = 0;
+    uint32_t sortedSeeds[3] = {0, 0, 0};
     for (uint32_t k = 0; k < m; ++k) {
-        const uint32_t id = static_cast<uint32_t>(keys[k]);
+        const auto id = static_cast<uint32_t>(keys[k]);
         original[k] = id;
         sortedPoints[2 * static_cast<size_t>(k)] = x(id);
         sortedPoints[2 * static_cast<size_t>(k) + 1] = y(id);
-        if (id == i0) s0 = k;
-        if (id == i1) s1 = k;
-        if (id == i2) s2 = k;
+        if (id == i0) sortedSeeds[0] = k;
+        if (id == i1) sortedSeeds[1] = k;
+        if (id == i2) sortedSeeds[2] = k;
     }
     keyStore.reset();
     keyBuffer.reset();
     points = sortedPoints.data();
-    const float* p = points;
 
     hashSize = static_cast<uint32_t>(std::llround(std::ceil(std::sqrt(static_cast<double>(n)))));
+    auto hashKeyStore = std::make_unique_for_overwrite<uint32_t[]>(m);
+    HashKeys(points, m, centreX, centreY, hashSize, hashKeyStore.get());
+
+    Sweep(m, hashKeyStore.get(), sortedSeeds);
+    RestorePointNumbers(original);
+}
+
+void Delaunator::Sweep(uint32_t m, const uint32_t* keyOf, const uint32_t seeds[3]) {
+    const size_t n = coords.size() / 2;
+    const float* const p = points;
+    const uint32_t s0 = seeds[0];
+    const uint32_t s1 = seeds[1];
+    const uint32_t s2 = seeds[2];
+    const float i0x = p[2 * size_t(s0)];
+    const float i0y = p[2 * size_t(s0) + 1];
+    const float i1x = p[2 * size_t(s1)];
+    const float i1y = p[2 * size_t(s1) + 1];
+    const float i2x = p[2 * size_t(s2)];
+    const float i2y = p[2 * size_t(s2) + 1];
+
     hash.assign(hashSize, InvalidIndex);
     hullPrev.assign(m, 0);
     hullNext.assign(m, 0);
@@ -282,14 +418,19 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     hullTri[s0] = 0;
     hullTri[s1] = 1;
     hullTri[s2] = 2;
-    hash[HashKey(i0x, i0y)] = s0;
-    hash[HashKey(i1x, i1y)] = s1;
-    hash[HashKey(i2x, i2y)] = s2;
+    hash[keyOf[s0]] = s0;
+    hash[keyOf[s1]] = s1;
+    hash[keyOf[s2]] = s2;
 
+    // Nearly all of the reserved room gets written, and at once.
     const size_t maxEntries = n < 3 ? 3 : 6 * n - 15;
     triangles.reserve(maxEntries);
     halfedges.reserve(maxEntries);
+    PrepareFresh(triangles);
+    PrepareFresh(halfedges);
     AddTriangle(s0, s1, s2, InvalidIndex, InvalidIndex, InvalidIndex);
+    if (edgeStack.size() < 64)
+        edgeStack.resize(64);
 
     float prevX = std::numeric_limits<float>::quiet_NaN();
     float prevY = std::numeric_limits<float>::quiet_NaN();
@@ -307,7 +448,7 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
 
         // A visible hull edge near the point's pseudo-angle.
         uint32_t start = InvalidIndex;
-        const uint32_t key = HashKey(px, py);
+        const uint32_t key = keyOf[i];
         uint32_t slot = key;
         for (uint32_t j = 0; j < hashSize; ++j) {
             start = hash[slot];
@@ -367,11 +508,15 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
         hullNext[i] = next;
 
         hash[key] = i;
-        hash[HashKey(p[2 * size_t(e)], p[2 * size_t(e) + 1])] = e;
+        hash[keyOf[e]] = e;
     }
+    edgeStack.resize(edgeStackUsed);
+}
 
-    // Back to the caller's point numbers. The ring is saved first so that
-    // the sweep's arrays can take the final contents in place.
+// Back to the caller's point numbers. The ring is saved first so that the
+// sweep's arrays can take the final contents in place.
+void Delaunator::RestorePointNumbers(const uint32_t* original) {
+    const size_t n = coords.size() / 2;
     for (uint32_t& corner : triangles)
         corner = original[corner];
     struct RingEntry {
@@ -455,88 +600,93 @@ uint32_t Delaunator::AddTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t
     return t;
 }
 
-uint32_t Delaunator::Legalize(uint32_t a) {
-    // Flips neither add nor remove half-edges, so the arrays stay put and
-    // are used through plain pointers held in locals (members would be
-    // reloaded after every store); anything out of range goes to Link,
-    // which raises.
-    uint32_t* tri = triangles.data();
-    uint32_t* half = halfedges.data();
-    size_t size = halfedges.size();
-    const float* const pts = points;
-    const auto link = [&](uint32_t x, uint32_t y) {
-        if (x < size && (y == InvalidIndex || y < size)) [[likely]] {
-            half[x] = y;
-            if (y != InvalidIndex)
-                half[y] = x;
-        } else {
-            Link(x, y);
-            half = halfedges.data();
-            size = halfedges.size();
-        }
-    };
+namespace {
 
-    edgeStack.clear();
+// The rare turns of legalize, kept out of its loop so that the loop's
+// values stay in registers.
+[[gnu::noinline, gnu::cold]] void FixHullTriangle(uint32_t* hullTri, const uint32_t* hullNext, uint32_t hullStart,
+                                                  uint32_t from, uint32_t to) {
+    // A point taken off the ring during this insertion links to itself and
+    // would never lead back to the start, so the walk ends there too.
+    uint32_t e = hullStart;
+    do {
+        if (hullTri[e] == from) {
+            hullTri[e] = to;
+            break;
+        }
+        if (hullNext[e] == e)
+            break;
+        e = hullNext[e];
+    } while (e != hullStart);
+}
+
+[[gnu::noinline, gnu::cold, noreturn]] void ThrowCannotLink(size_t& stackUsed, size_t used) {
+    stackUsed = used;
+    throw Error("Cannot link edge");
+}
+
+[[gnu::noinline, gnu::cold]] uint32_t* GrowStack(std::vector<uint32_t>& stack) {
+    stack.resize(std::max<size_t>(64, 2 * stack.size()));
+    return stack.data();
+}
+
+} // namespace
+
+uint32_t Delaunator::Legalize(uint32_t a) {
+    // Flips neither add nor remove half-edges, so the arrays stay put. The
+    // work list lives in `edgeStack`, which is only ever longer than what
+    // this call has used; `edgeStackUsed` records that length.
+    uint32_t* const tri = triangles.data();
+    uint32_t* const half = halfedges.data();
+    const size_t size = halfedges.size();
+    const float* const pts = points;
     uint32_t* stack = edgeStack.data();
-    size_t stackSize = 0;
+    size_t capacity = edgeStack.size();
     size_t depth = 0;
+    size_t used = 0;
+    uint32_t unlinked = 0; // takes the writes meant for a missing twin
     for (;;) {
         const uint32_t b = half[a];
         const uint32_t ar = prevHalfedge(a);
-
-        bool legal = b == InvalidIndex;
-        uint32_t bl = 0;
-        uint32_t p0 = 0;
-        uint32_t p1 = 0;
-        if (!legal) {
-            bl = prevHalfedge(b);
-            p0 = tri[ar];
+        if (b != InvalidIndex) {
+            const uint32_t bl = prevHalfedge(b);
+            const uint32_t p0 = tri[ar];
             const uint32_t pr = tri[a];
             const uint32_t pl = tri[nextHalfedge(a)];
-            p1 = tri[bl];
-            legal = !inCircle(pts[2 * size_t(p0)], pts[2 * size_t(p0) + 1], pts[2 * size_t(pr)],
-                              pts[2 * size_t(pr) + 1], pts[2 * size_t(pl)], pts[2 * size_t(pl) + 1],
-                              pts[2 * size_t(p1)], pts[2 * size_t(p1) + 1]);
-        }
-        if (legal) {
-            if (depth == 0)
-                return ar;
-            --depth;
-            a = stack[depth];
-            continue;
-        }
-
-        tri[a] = p1;
-        tri[b] = p0;
-        const uint32_t h = half[bl];
-        if (h == InvalidIndex) [[unlikely]] {
-            // The flipped edge lies on the hull's far side: fix the reference.
-            // A point taken off the ring during this insertion links to itself
-            // and would never lead back to the start, so the walk ends there too.
-            uint32_t e = hullStart;
-            do {
-                if (hullTri[e] == bl) {
-                    hullTri[e] = a;
-                    break;
+            const uint32_t p1 = tri[bl];
+            if (inCircle(pts[2 * size_t(p0)], pts[2 * size_t(p0) + 1], pts[2 * size_t(pr)], pts[2 * size_t(pr) + 1],
+                         pts[2 * size_t(pl)], pts[2 * size_t(pl) + 1], pts[2 * size_t(p1)], pts[2 * size_t(p1) + 1])) {
+                tri[a] = p1;
+                tri[b] = p0;
+                const uint32_t h = half[bl];
+                // The flipped edge lies on the hull's far side: fix the reference.
+                if (h == InvalidIndex) [[unlikely]]
+                    FixHullTriangle(hullTri.data(), hullNext.data(), hullStart, bl, a);
+                else if (h >= size) [[unlikely]]
+                    ThrowCannotLink(edgeStackUsed, used);
+                half[a] = h;
+                *(h != InvalidIndex ? half + h : &unlinked) = a;
+                const uint32_t g = half[ar];
+                if (g != InvalidIndex && g >= size) [[unlikely]]
+                    ThrowCannotLink(edgeStackUsed, used);
+                half[b] = g;
+                *(g != InvalidIndex ? half + g : &unlinked) = b;
+                half[ar] = bl;
+                half[bl] = ar;
+                if (depth == capacity) [[unlikely]] {
+                    stack = GrowStack(edgeStack);
+                    capacity = edgeStack.size();
                 }
-                if (hullNext[e] == e)
-                    break;
-                e = hullNext[e];
-            } while (e != hullStart);
+                stack[depth++] = nextHalfedge(b);
+                used = std::max(used, depth);
+                continue;
+            }
         }
-        link(a, h);
-        link(b, half[ar]);
-        link(ar, bl);
-
-        const uint32_t br = nextHalfedge(b);
-        if (depth < stackSize) {
-            stack[depth] = br;
-        } else {
-            edgeStack.push_back(br);
-            stack = edgeStack.data();
-            stackSize = edgeStack.size();
+        if (depth == 0) {
+            edgeStackUsed = used;
+            return ar;
         }
-        ++depth;
+        a = stack[--depth];
     }
 }
 
@@ -546,7 +696,16 @@ uint32_t Delaunator::addTriangle(uint32_t i0, uint32_t i1, uint32_t i2, uint32_t
 
 void Delaunator::link(unsigned int a, unsigned int b) { Link(a, b); }
 
-unsigned int Delaunator::legalize(unsigned int a) { return Legalize(a); }
+unsigned int Delaunator::legalize(unsigned int a) {
+    try {
+        const uint32_t result = Legalize(a);
+        edgeStack.resize(edgeStackUsed);
+        return result;
+    } catch (...) {
+        edgeStack.resize(edgeStackUsed);
+        throw;
+    }
+}
 
 uint32_t Delaunator::hashKey(float x, float y) const { return HashKey(x, y); }
 

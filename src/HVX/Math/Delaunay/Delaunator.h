@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -44,10 +45,20 @@ private:
     HVX_DELAUNATOR_INTERNAL uint32_t HashKey(float x, float y) const;
 #undef HVX_DELAUNATOR_INTERNAL
 
+    void Sweep(uint32_t count, const uint32_t* keys, const uint32_t seeds[3]);
+    void RestorePointNumbers(const uint32_t* original);
+
     // The points that legalize reads: during the sweep a copy in insertion
     // order, so that the hull front stays in cache; afterwards `coords`.
     const float* points = nullptr;
     std::vector<float> sortedPoints;
+    // How far legalize's last call filled `edgeStack`: the vector itself is
+    // kept longer while the sweep runs, and cut to this at the end.
+    size_t edgeStackUsed = 0;
 };
+
+// hashKey for `count` points of interleaved x, y values at once, as a
+// Delaunator with that centre and hash size computes it point by point.
+void HashKeys(const float* xy, size_t count, float centreX, float centreY, uint32_t hashSize, uint32_t* keys);
 
 } // namespace nrq::delaunator
