@@ -242,29 +242,44 @@ Seeds FindSeeds(const float* xy, size_t count, float cx, float cy) {
     return seeds;
 }
 
-// Stable LSD radix sort of m 64-bit keys by their upper 32 bits, in digits
-// of 11, 11 and 10 bits; `counts` holds the three digit histograms, taken
-// while the keys were made. Digits where every key agrees are skipped. The
-// result is in `keys` or `buffer`: the returned one.
-constexpr int radixShifts[3] = {32, 43, 54};
-constexpr uint64_t radixMasks[3] = {0x7ff, 0x7ff, 0x3ff};
-
-uint64_t* RadixSortHighWords(uint64_t* keys, uint64_t* buffer, size_t m, size_t* counts) {
-    for (int d = 0; d < 3; ++d) {
-        size_t* count = counts + d * 2048;
-        if (std::find(count, count + 2048, m) != count + 2048)
+// The sort keys: the bits of each finite point's squared distance to the
+// centre above its number. A squared distance is never negative (nor -0),
+// so its bit pattern sorts like its value. Then a stable LSD radix sort by
+// the upper 32 bits, in digits of `Bits` bits, with the digit histograms
+// taken while the keys are made; a digit in which every key agrees is
+// skipped. The result is in `keys` or `buffer`: the returned one.
+template <int Bits>
+uint64_t* SortedKeys(const float* xy, size_t n, float centreX, float centreY, uint64_t* keys, uint64_t* buffer) {
+    constexpr int digits = (32 + Bits - 1) / Bits;
+    constexpr size_t buckets = size_t(1) << Bits;
+    std::vector<uint32_t> counts(digits * buckets, 0);
+    size_t m = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const float x = xy[2 * i];
+        const float y = xy[2 * i + 1];
+        if (!std::isfinite(x) || !std::isfinite(y))
             continue;
-        size_t offset = 0;
-        for (size_t k = 0; k < 2048; ++k) {
-            const size_t here = count[k];
+        const float dx = x - centreX;
+        const float dy = y - centreY;
+        const uint64_t key = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
+        keys[m++] = key;
+        for (int d = 0; d < digits; ++d)
+            ++counts[d * buckets + ((key >> (32 + d * Bits)) & (buckets - 1))];
+    }
+    for (int d = 0; d < digits; ++d) {
+        uint32_t* const count = counts.data() + d * buckets;
+        if (std::find(count, count + buckets, m) != count + buckets)
+            continue;
+        uint32_t offset = 0;
+        for (size_t k = 0; k < buckets; ++k) {
+            const uint32_t here = count[k];
             count[k] = offset;
             offset += here;
         }
-        const int shift = radixShifts[d];
-        const uint64_t mask = radixMasks[d];
+        const int shift = 32 + d * Bits;
         for (size_t k = 0; k < m; ++k) {
             const uint64_t key = keys[k];
-            buffer[count[(key >> shift) & mask]++] = key;
+            buffer[count[(key >> shift) & (buckets - 1)]++] = key;
         }
         std::swap(keys, buffer);
     }
@@ -326,34 +341,25 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // Insertion order: by squared distance to the circumcentre, then x, then
     // y. For finite values a strict difference and a comparison agree, and
     // comparing stays a strict weak order where distances overflow to
-    // infinity. A squared distance is never negative (nor -0), so its bit
-    // pattern sorts like its value: a radix sort on the bits, then the rare
-    // runs of equal distance by x and y. The sort's buffers are overwritten
-    // whole, so they are not zeroed first.
+    // infinity. A radix sort on the distances, then the rare runs of equal
+    // distance by x and y. The sort's buffers are overwritten whole, so they
+    // are not zeroed first.
     const size_t finiteCount = box.finiteCount;
     auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
     auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
-    std::vector<size_t> counts(3 * 2048, 0);
-    {
-        uint64_t* out = keyStore.get();
-        size_t* count = counts.data();
-        for (uint32_t i = 0; i < n; ++i) {
-            if (!std::isfinite(x(i)) || !std::isfinite(y(i)))
-                continue;
-            const float dx = x(i) - centreX;
-            const float dy = y(i) - centreY;
-            const uint64_t key = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
-            *out++ = key;
-            ++count[(key >> radixShifts[0]) & radixMasks[0]];
-            ++count[2048 + ((key >> radixShifts[1]) & radixMasks[1])];
-            ++count[2 * 2048 + ((key >> radixShifts[2]) & radixMasks[2])];
-        }
-    }
-    uint64_t* const keys = RadixSortHighWords(keyStore.get(), keyBuffer.get(), finiteCount, counts.data());
+    // Two digits of 16 bits where there are enough keys to fill their
+    // histograms, three of 11 bits otherwise.
+    uint64_t* const keys = finiteCount >= (size_t(1) << 16)
+                               ? SortedKeys<16>(xy, n, centreX, centreY, keyStore.get(), keyBuffer.get())
+                               : SortedKeys<11>(xy, n, centreX, centreY, keyStore.get(), keyBuffer.get());
+    // Coincident points keep the order of their numbers, so the result
+    // does not depend on how the sort treats equal elements.
     const auto byPosition = [&](uint64_t a, uint64_t b) {
         const uint32_t ia = static_cast<uint32_t>(a);
         const uint32_t ib = static_cast<uint32_t>(b);
-        return x(ia) != x(ib) ? x(ia) < x(ib) : y(ia) < y(ib);
+        if (x(ia) != x(ib))
+            return x(ia) < x(ib);
+        return y(ia) != y(ib) ? y(ia) < y(ib) : ia < ib;
     };
     for (size_t run = 0; run < finiteCount;) {
         size_t end = run + 1;
