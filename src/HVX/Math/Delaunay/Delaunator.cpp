@@ -188,7 +188,8 @@ Floats SquaredDistances(const Lanes& p, float x, float y) {
     return dx * dx + dy * dy;
 }
 
-// circumradius(a, b, p) for four points p, infinity where it is undefined.
+// The squared circumradius of a, b and each of four points p, from the same
+// offsets as circumOffset; infinity where those are undefined.
 Floats Circumradii(const Lanes& p, float ax, float ay, float bx, float by) {
     const float dx = bx - ax;
     const float dy = by - ay;
@@ -292,8 +293,8 @@ uint32_t nextHalfedge(uint32_t e) { return (e + 1) % 3 == 0 ? e - 2 : e + 1; }
 uint32_t prevHalfedge(uint32_t e) { return e % 3 == 0 ? e + 2 : e - 1; }
 
 template <class T>
-void PrepareFresh(const std::vector<T>& reserved) {
-    PrepareFreshMemory(const_cast<T*>(reserved.data()), reserved.capacity() * sizeof(T));
+void PrepareFresh(std::vector<T>& reserved) {
+    PrepareFreshMemory(reserved.data(), reserved.capacity() * sizeof(T));
 }
 
 } // namespace
