@@ -335,6 +335,22 @@ TEST(Delaunay, UniformSmallSets) {
         CheckTriangulation(Uniform(3 + seed % 50, seed));
 }
 
+TEST(Delaunay, ATriangularHullGivesTheLargestTriangleCount) {
+    // With h of m points on the hull, a triangulation has 2m - h - 2
+    // triangles: the most there can be, 2m - 5, for a hull of three.
+    std::vector<float> coords = {-10000, -10000, 10000, -10000, 0, 10000};
+    for (int i = 0; i < 150; ++i) {
+        for (int j = 0; j < 150; ++j) {
+            coords.push_back(static_cast<float>(10 * i + 1));
+            coords.push_back(static_cast<float>(10 * j + 3));
+        }
+    }
+    const size_t m = coords.size() / 2;
+    const Delaunator d(coords);
+    EXPECT_EQ(d.triangles.size(), 3 * (2 * m - 5));
+    CheckTriangulation(coords);
+}
+
 TEST(Delaunay, Clustered100k) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> centre(-500.0f, 500.0f);

@@ -43,9 +43,13 @@ private:
     HVX_DELAUNATOR_INTERNAL [[gnu::always_inline]] inline void Link(uint32_t a, uint32_t b);
     HVX_DELAUNATOR_INTERNAL uint32_t Legalize(uint32_t a);
     HVX_DELAUNATOR_INTERNAL uint32_t HashKey(float x, float y) const;
+
+    // Legalize on either the public arrays or the sweep's own mesh.
+    template <class Mesh>
+    HVX_DELAUNATOR_INTERNAL uint32_t LegalizeIn(Mesh mesh, uint32_t a);
 #undef HVX_DELAUNATOR_INTERNAL
 
-    void Sweep(uint32_t count, const uint32_t* keys, const uint32_t seeds[3]);
+    void Sweep(uint32_t count, const uint32_t* keys, const uint32_t seeds[3], const uint32_t* original);
     void RestorePointNumbers(const uint32_t* original);
 
     // The points that legalize reads: during the sweep a copy in insertion
