@@ -1,6 +1,8 @@
 #include "Delaunator.h"
 
 #include "FreshMemory.h"
+#include "InsertionOrder.h"
+#include "TwoHalves.h"
 #include "HVX/Base/Error.h"
 
 #include <algorithm>
@@ -150,33 +152,52 @@ Box BoundingBox(const float* xy, size_t count) {
     return box;
 }
 
-// The point with the smallest value below the largest float, the first one
-// on equality, or InvalidIndex. `measure` gives four values, infinity for a
-// lane that is no candidate. Each lane keeps its own first smallest; the
-// lanes are then compared by value and, on equality, by point number.
+struct Smallest {
+    float value;
+    uint32_t index;
+};
+
+// The point of [begin, end) with the smallest value below the largest float,
+// the first one on equality, or InvalidIndex. `measure` gives four values,
+// infinity for a lane that is no candidate. Each lane keeps its own first
+// smallest; the lanes are then compared by value and, on equality, by point
+// number.
 template <class Measure>
-uint32_t FirstSmallest(const float* xy, size_t count, Measure measure) {
+Smallest FirstSmallestIn(const float* xy, size_t begin, size_t end, Measure measure) {
     Floats best = Broadcast(largestFloat);
     Ints bestIndex = {-1, -1, -1, -1};
-    for (size_t k = 0; k < count; k += lanes) {
-        const Lanes p = LoadLanes(xy, count, k);
+    for (size_t k = begin; k < end; k += lanes) {
+        const Lanes p = LoadLanes(xy, end, k);
         const Floats value = measure(p);
         const Ints smaller = value < best;
         best = smaller ? value : best;
         bestIndex = smaller ? p.index : bestIndex;
     }
-    uint32_t index = InvalidIndex;
-    float smallest = largestFloat;
+    Smallest smallest{largestFloat, InvalidIndex};
     for (size_t lane = 0; lane < lanes; ++lane) {
         const auto laneIndex = static_cast<uint32_t>(bestIndex[lane]);
         if (laneIndex == InvalidIndex)
             continue;
-        if (best[lane] < smallest || (best[lane] == smallest && laneIndex < index)) {
-            smallest = best[lane];
-            index = laneIndex;
-        }
+        if (best[lane] < smallest.value || (best[lane] == smallest.value && laneIndex < smallest.index))
+            smallest = {best[lane], laneIndex};
     }
-    return index;
+    return smallest;
+}
+
+template <class Measure>
+uint32_t FirstSmallest(const float* xy, size_t count, Measure measure) {
+    return FirstSmallestIn(xy, 0, count, measure).index;
+}
+
+// The same for a costly measure, in two halves at once. A later half wins
+// only with a strictly smaller value, so the first smallest stays first.
+template <class Measure>
+uint32_t FirstSmallestInHalves(const float* xy, size_t count, Measure measure) {
+    Smallest halves[2];
+    InTwoHalves(count, [&](size_t part, size_t begin, size_t end) {
+        halves[part] = FirstSmallestIn(xy, begin, end, measure);
+    });
+    return (halves[1].value < halves[0].value ? halves[1] : halves[0]).index;
 }
 
 constexpr Floats infinities = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
@@ -233,7 +254,7 @@ Seeds FindSeeds(const float* xy, size_t count, float cx, float cy) {
     const float i1x = xy[2 * size_t(seeds.i1)];
     const float i1y = xy[2 * size_t(seeds.i1) + 1];
 
-    seeds.i2 = FirstSmallest(xy, count, [&](const Lanes& p) {
+    seeds.i2 = FirstSmallestInHalves(xy, count, [&](const Lanes& p) {
         const Ints candidate = Finite(p.x) & Finite(p.y) & (p.index != static_cast<int32_t>(seeds.i0)) &
                                (p.index != static_cast<int32_t>(seeds.i1));
         return candidate ? Circumradii(p, i0x, i0y, i1x, i1y) : infinities;
@@ -241,50 +262,6 @@ Seeds FindSeeds(const float* xy, size_t count, float cx, float cy) {
     if (seeds.i2 == InvalidIndex)
         throw Error("not triangulation");
     return seeds;
-}
-
-// The sort keys: the bits of each finite point's squared distance to the
-// centre above its number. A squared distance is never negative (nor -0),
-// so its bit pattern sorts like its value. Then a stable LSD radix sort by
-// the upper 32 bits, in digits of `Bits` bits, with the digit histograms
-// taken while the keys are made; a digit in which every key agrees is
-// skipped. The result is in `keys` or `buffer`: the returned one.
-template <int Bits>
-uint64_t* SortedKeys(const float* xy, size_t n, float centreX, float centreY, uint64_t* keys, uint64_t* buffer) {
-    constexpr int digits = (32 + Bits - 1) / Bits;
-    constexpr size_t buckets = size_t(1) << Bits;
-    std::vector<uint32_t> counts(digits * buckets, 0);
-    size_t m = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const float x = xy[2 * i];
-        const float y = xy[2 * i + 1];
-        if (!std::isfinite(x) || !std::isfinite(y))
-            continue;
-        const float dx = x - centreX;
-        const float dy = y - centreY;
-        const uint64_t key = static_cast<uint64_t>(std::bit_cast<uint32_t>(dx * dx + dy * dy)) << 32 | i;
-        keys[m++] = key;
-        for (int d = 0; d < digits; ++d)
-            ++counts[d * buckets + ((key >> (32 + d * Bits)) & (buckets - 1))];
-    }
-    for (int d = 0; d < digits; ++d) {
-        uint32_t* const count = counts.data() + d * buckets;
-        if (std::find(count, count + buckets, m) != count + buckets)
-            continue;
-        uint32_t offset = 0;
-        for (size_t k = 0; k < buckets; ++k) {
-            const uint32_t here = count[k];
-            count[k] = offset;
-            offset += here;
-        }
-        const int shift = 32 + d * Bits;
-        for (size_t k = 0; k < m; ++k) {
-            const uint64_t key = keys[k];
-            buffer[count[(key >> shift) & (buckets - 1)]++] = key;
-        }
-        std::swap(keys, buffer);
-    }
-    return keys;
 }
 
 // A divisibility test, then a select: cheaper than rebuilding the index
@@ -376,21 +353,23 @@ struct LineMesh {
     }
 };
 
-// Into reserved public arrays, which then hold the same triangles in the
-// same order.
+// Into the public arrays, sized for the most triangles there can be, which
+// then hold the same triangles in the same order.
 void WriteOut(const LineMesh& mesh, std::vector<uint32_t>& triangles, std::vector<uint32_t>& halfedges) {
     const size_t count = mesh.size / cornersPerLine;
-    triangles.resize(3 * count);
-    halfedges.resize(3 * count);
     uint32_t* const tri = triangles.data();
     uint32_t* const half = halfedges.data();
-    for (size_t t = 0; t < count; ++t) {
-        for (size_t k = 0; k < 3; ++k) {
-            const MeshCorner& corner = mesh.corners[cornersPerLine * t + k];
-            tri[3 * t + k] = corner.point;
-            half[3 * t + k] = PublicHalfedge(corner.twin);
+    InTwoHalves(count, [&](size_t, size_t begin, size_t end) {
+        for (size_t t = begin; t < end; ++t) {
+            for (size_t k = 0; k < 3; ++k) {
+                const MeshCorner& corner = mesh.corners[cornersPerLine * t + k];
+                tri[3 * t + k] = corner.point;
+                half[3 * t + k] = PublicHalfedge(corner.twin);
+            }
         }
-    }
+    });
+    triangles.resize(3 * count);
+    halfedges.resize(3 * count);
 }
 
 } // namespace
@@ -438,97 +417,35 @@ Delaunator::Delaunator(std::span<float> input) : coords(input) {
     // Insertion order: by squared distance to the circumcentre, then x, then
     // y. For finite values a strict difference and a comparison agree, and
     // comparing stays a strict weak order where distances overflow to
-    // infinity. A radix sort on the distances, then the rare runs of equal
-    // distance by x and y. The sort's buffers are overwritten whole, so they
-    // are not zeroed first.
-    const size_t finiteCount = box.finiteCount;
-    auto keyStore = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
-    auto keyBuffer = std::make_unique_for_overwrite<uint64_t[]>(finiteCount);
-    // Two digits of 16 bits where there are enough keys to fill their
-    // histograms, three of 11 bits otherwise.
-    uint64_t* const keys = finiteCount >= (size_t(1) << 16)
-                               ? SortedKeys<16>(xy, n, centreX, centreY, keyStore.get(), keyBuffer.get())
-                               : SortedKeys<11>(xy, n, centreX, centreY, keyStore.get(), keyBuffer.get());
-    // Coincident points keep the order of their numbers, so the result
-    // does not depend on how the sort treats equal elements.
-    const auto byPosition = [&](uint64_t a, uint64_t b) {
-        const uint32_t ia = static_cast<uint32_t>(a);
-        const uint32_t ib = static_cast<uint32_t>(b);
-        if (x(ia) != x(ib))
-            return x(ia) < x(ib);
-        return y(ia) != y(ib) ? y(ia) < y(ib) : ia < ib;
-    };
-    for (size_t run = 0; run < finiteCount;) {
-        size_t end = run + 1;
-        while (end < finiteCount && keys[end] >> 32 == keys[run] >> 32)
-            ++end;
-        if (end - run > 1)
-            std::sort(keys + run, keys + end, byPosition);
-        run = end;
-    }
-
-    // The sweep works on points numbered by their place in that order: the
-    // hull front and the newest triangles are then neighbours in memory.
-    // Point numbers are mapped back at the end.
-    const auto m = static_cast<uint32_t>(finiteCount);
-    auto originalStore = std::make_unique_for_overwrite<uint32_t[]>(m);
-    uint32_t* const original = originalStore.get();
-    sortedPoints.resize(2 * static_cast<size_t>(m));
-    uint32_t sortedSeeds[3] = {0, 0, 0};
-    for (uint32_t k = 0; k < m; ++k) {
-        const auto id = static_cast<uint32_t>(keys[k]);
-        original[k] = id;
-        sortedPoints[2 * static_cast<size_t>(k)] = x(id);
-        sortedPoints[2 * static_cast<size_t>(k) + 1] = y(id);
-        if (id == i0) sortedSeeds[0] = k;
-        if (id == i1) sortedSeeds[1] = k;
-        if (id == i2) sortedSeeds[2] = k;
-    }
-    keyStore.reset();
-    keyBuffer.reset();
-    points = sortedPoints.data();
-
+    // infinity.
     hashSize = static_cast<uint32_t>(std::llround(std::ceil(std::sqrt(static_cast<double>(n)))));
-    auto hashKeyStore = std::make_unique_for_overwrite<uint32_t[]>(m);
-    HashKeys(points, m, centreX, centreY, hashSize, hashKeyStore.get());
-
-    Sweep(m, hashKeyStore.get(), sortedSeeds, original);
-    RestorePointNumbers(original);
+    const uint32_t seedNumbers[3] = {i0, i1, i2};
+    const InsertionOrder order(xy, n, box.finiteCount, centreX, centreY, hashSize, seedNumbers);
+    Sweep(order);
+    RestorePointNumbers(order.PointNumbers());
 }
 
-void Delaunator::Sweep(uint32_t m, const uint32_t* keyOf, const uint32_t seeds[3], const uint32_t* original) {
-    const float* const p = points;
-    const uint32_t s0 = seeds[0];
-    const uint32_t s1 = seeds[1];
-    const uint32_t s2 = seeds[2];
-    const float i0x = p[2 * size_t(s0)];
-    const float i0y = p[2 * size_t(s0) + 1];
-    const float i1x = p[2 * size_t(s1)];
-    const float i1y = p[2 * size_t(s1) + 1];
-    const float i2x = p[2 * size_t(s2)];
-    const float i2y = p[2 * size_t(s2) + 1];
+// Points are numbered by their place in the insertion order: the hull front
+// and the newest triangles are then neighbours in memory. The order is
+// worked out alongside; the sweep waits where it is not yet known.
+void Delaunator::Sweep(const InsertionOrder& order) {
+    const uint32_t m = order.Count();
+    const uint32_t* const keyOf = order.HashKeys();
+    const uint32_t* const original = order.PointNumbers();
+    const float* const p = order.Points();
+    points = p;
 
     hash.assign(hashSize, InvalidIndex);
     hullPrev.assign(m, 0);
     hullNext.assign(m, 0);
     hullTri.assign(m, 0);
 
-    hullStart = s0;
-    hullNext[s0] = hullPrev[s2] = s1;
-    hullNext[s1] = hullPrev[s0] = s2;
-    hullNext[s2] = hullPrev[s1] = s0;
-    hullTri[s0] = 0;
-    hullTri[s1] = 1;
-    hullTri[s2] = 2;
-    hash[keyOf[s0]] = s0;
-    hash[keyOf[s1]] = s1;
-    hash[keyOf[s2]] = s2;
-
     // The seed triangle, then per insertion one triangle more than the
     // points it takes off the ring; the ring starts with three and keeps at
     // least one, so there are at most 1 + 2(m - 3) + 2 = 2m - 3 triangles.
-    // Nearly all of the room gets written, the public arrays at the end:
-    // both are mapped at once. Until then `hullTri` holds the mesh's
+    // Nearly all of the room gets written, so it is mapped at once; the
+    // public arrays are sized now, while the order may still be in the
+    // making, and filled at the end. Until then `hullTri` holds the mesh's
     // half-edge numbers.
     const size_t maxTriangles = 2 * size_t(m);
     const MeshStore store(maxTriangles);
@@ -536,6 +453,8 @@ void Delaunator::Sweep(uint32_t m, const uint32_t* keyOf, const uint32_t seeds[3
     halfedges.reserve(3 * maxTriangles);
     PrepareFresh(triangles);
     PrepareFresh(halfedges);
+    triangles.resize(3 * maxTriangles);
+    halfedges.resize(3 * maxTriangles);
     LineMesh mesh{store.corners, 0};
     const auto add = [&](uint32_t i0, uint32_t i1, uint32_t i2, uint32_t a, uint32_t b, uint32_t c) {
         const auto t = static_cast<uint32_t>(mesh.size);
@@ -552,13 +471,38 @@ void Delaunator::Sweep(uint32_t m, const uint32_t* keyOf, const uint32_t seeds[3
             mesh.twin(c) = t + 2;
         return t;
     };
+    uint32_t seeds[3];
+    order.SeedPlaces(seeds);
+    const uint32_t s0 = seeds[0];
+    const uint32_t s1 = seeds[1];
+    const uint32_t s2 = seeds[2];
+    const float i0x = p[2 * size_t(s0)];
+    const float i0y = p[2 * size_t(s0) + 1];
+    const float i1x = p[2 * size_t(s1)];
+    const float i1y = p[2 * size_t(s1) + 1];
+    const float i2x = p[2 * size_t(s2)];
+    const float i2y = p[2 * size_t(s2) + 1];
+    hullStart = s0;
+    hullNext[s0] = hullPrev[s2] = s1;
+    hullNext[s1] = hullPrev[s0] = s2;
+    hullNext[s2] = hullPrev[s1] = s0;
+    hullTri[s0] = 0;
+    hullTri[s1] = 1;
+    hullTri[s2] = 2;
+    hash[keyOf[s0]] = s0;
+    hash[keyOf[s1]] = s1;
+    hash[keyOf[s2]] = s2;
+
     add(s0, s1, s2, InvalidIndex, InvalidIndex, InvalidIndex);
     if (edgeStack.size() < 64)
         edgeStack.resize(64);
 
     float prevX = std::numeric_limits<float>::quiet_NaN();
     float prevY = std::numeric_limits<float>::quiet_NaN();
+    uint32_t available = 0;
     for (uint32_t i = 0; i < m; ++i) {
+        if (i == available)
+            available = order.AvailableBeyond(i);
         const float px = p[2 * size_t(i)];
         const float py = p[2 * size_t(i) + 1];
 
@@ -671,7 +615,6 @@ void Delaunator::RestorePointNumbers(const uint32_t* original) {
             entry = original[entry];
     hullStart = original[hullStart];
     points = coords.data();
-    std::vector<float>().swap(sortedPoints);
 }
 
 uint32_t Delaunator::HashKey(float x, float y) const {

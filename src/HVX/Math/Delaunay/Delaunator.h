@@ -9,6 +9,8 @@ namespace nrq::delaunator {
 
 inline constexpr uint32_t InvalidIndex = 0xFFFFFFFFu;
 
+class InsertionOrder;
+
 // Incremental sweep-hull triangulation in 32-bit floats. Points are added in
 // order of distance from the seed triangle's circumcentre to a hull kept as a
 // doubly linked ring; a pseudo-angle hash finds the hull edge a point sees.
@@ -49,13 +51,12 @@ private:
     HVX_DELAUNATOR_INTERNAL uint32_t LegalizeIn(Mesh mesh, uint32_t a);
 #undef HVX_DELAUNATOR_INTERNAL
 
-    void Sweep(uint32_t count, const uint32_t* keys, const uint32_t seeds[3], const uint32_t* original);
+    void Sweep(const InsertionOrder& order);
     void RestorePointNumbers(const uint32_t* original);
 
     // The points that legalize reads: during the sweep a copy in insertion
     // order, so that the hull front stays in cache; afterwards `coords`.
     const float* points = nullptr;
-    std::vector<float> sortedPoints;
     // How far legalize's last call filled `edgeStack`: the vector itself is
     // kept longer while the sweep runs, and cut to this at the end.
     size_t edgeStackUsed = 0;
