@@ -13,8 +13,9 @@ namespace nrq::delaunator {
 namespace {
 
 // A squared distance is never negative (nor -0), so its bit pattern sorts
-// like its value. Stretches hold the keys that agree in its upper 12 bits:
-// few enough to share them out fast, and one or a few per binade.
+// like its value. Stretches hold the keys that agree in its upper 12 bits
+// (exponent and three bits of mantissa, eight stretches a binade): few
+// enough to share the keys out fast, small enough to sort one quickly.
 constexpr int stretchShift = 32 + 20;
 constexpr size_t stretchCount = size_t(1) << 12;
 constexpr int digitBits = 10;
@@ -62,7 +63,8 @@ InsertionOrder::InsertionOrder(const float* xy, size_t n, size_t finiteCount, fl
                                uint32_t hashSize, const uint32_t seedNumbers[3])
     : xy(xy), n(n), count(static_cast<uint32_t>(finiteCount)), centreX(centreX), centreY(centreY),
       hashSize(hashSize), seeds{seedNumbers[0], seedNumbers[1], seedNumbers[2]},
-      // All of these are overwritten whole, so they are not zeroed first.
+      // All but the stretch counts are overwritten whole, so they are not
+      // zeroed first.
       keys(std::make_unique_for_overwrite<uint64_t[]>(finiteCount)),
       scratch(std::make_unique_for_overwrite<uint64_t[]>(finiteCount)),
       stretchStart(std::make_unique<uint32_t[]>(stretchCount + 1)),
