@@ -11,3 +11,5 @@ endif()
 set_property(TARGET antlr4_shared APPEND PROPERTY INTERFACE_INCLUDE_DIRECTORIES ${ANTLR4_INCLUDE_DIR})
 find_program(ANTLR4_TOOL antlr4 REQUIRED)
 find_package(Java COMPONENTS Runtime REQUIRED)
+# CLI11, header-only: the command lines of halvex and halvex-sim.
+find_package(CLI11 CONFIG REQUIRED)

@@ -102,8 +102,8 @@ TEST(HalvexGerber, FileOutsideTheSubsetGivesOneLine) {
     const std::string file = samples + "/units/pads/rectangle.gbr";
     EXPECT_EQ(Halvex(file + " --stats", output), 1);
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
-    EXPECT_EQ(output.rfind("halvex: " + file + ": (", 0), 0u) << output;
-    EXPECT_NE(output.find(") circular hole diameter must be positive.\n"), std::string::npos) << output;
+    // The library's "(line)" prefix stays in the log, out of the message.
+    EXPECT_EQ(output, "halvex: " + file + ": circular hole diameter must be positive.\n");
 }
 
 TEST(HalvexGerber, UsageErrors) {

@@ -131,6 +131,26 @@ TEST(ErrorTest, CopyAndMoveKeepMessageAndLocation) {
     EXPECT_EQ(moved.GetLocation().line(), original.GetLocation().line());
 }
 
+// The copy and the move do the same thing: the source keeps its message.
+TEST(ErrorTest, MoveConstructionLeavesTheSourceItsMessage) {
+    Error source("kept after a move");
+    const std::string before = source.what();
+    const Error moved(std::move(source));
+    EXPECT_EQ(std::string(moved.what()), before);
+    EXPECT_EQ(std::string(source.what()), before); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(source.GetLocation().line(), moved.GetLocation().line());
+}
+
+TEST(ErrorTest, MoveAssignmentLeavesTheSourceItsMessage) {
+    Error source("kept after a move assignment");
+    const std::string before = source.what();
+    Error target("other");
+    target = std::move(source);
+    EXPECT_EQ(std::string(target.what()), before);
+    EXPECT_EQ(std::string(source.what()), before); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(source.GetLocation().line(), target.GetLocation().line());
+}
+
 TEST(ErrorTest, SystemCodeUsesThePlatformText) {
     const auto loc = std::source_location::current();
     const Error error = Error::SystemCode(ENOENT, loc);

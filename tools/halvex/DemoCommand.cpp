@@ -1,6 +1,8 @@
 // halvex demo: a short scan of the simulated devices through the plain
 // Scanner/Analyzer interfaces, without scan data or tasks.
 #include "Command.h"
+#include "Library.h"
+#include "Options.h"
 
 #include <HVX/HVX.h>
 
@@ -14,19 +16,17 @@
 namespace halvex {
 namespace {
 
-int RunDemo(const std::vector<std::string>& args) {
-    const Arguments arguments(args, {});
-    if (auto unknown = arguments.Unknown({"points", "sweep-ms"}); !unknown.empty())
-        throw UsageError{"unknown option --" + unknown.front()};
-    const int points = std::stoi(arguments.Get("points", "12"));
-    const int sweepMilliseconds = std::stoi(arguments.Get("sweep-ms", "20"));
-    if (points <= 0 || sweepMilliseconds < 0)
-        throw UsageError{"--points must be positive and --sweep-ms not negative"};
+struct DemoOptions {
+    int points = 12;
+    int sweepMilliseconds = 20;
+};
 
-    nrq::HVXInit(false);
+int RunDemo(const DemoOptions& options) {
+    const int points = options.points;
+    StartLibrary();
     auto scanner = std::make_shared<nrq::NullScanner>(0);
     auto analyzer = std::make_shared<nrq::NullAnalyzer>(0);
-    analyzer->SetSweepDuration(std::chrono::milliseconds(sweepMilliseconds));
+    analyzer->SetSweepDuration(std::chrono::milliseconds(options.sweepMilliseconds));
 
     scanner->Connect();
     analyzer->Connect();
@@ -57,21 +57,28 @@ int RunDemo(const std::vector<std::string>& args) {
     std::printf("%d positions measured, %zu points each, %s to %s\n", measured, nrq::NullAnalyzer::pointsPerSweep,
                 range.start.ToString().c_str(), range.stop.ToString().c_str());
     std::printf("log file: %s/log.txt\n", std::string(nrq::fs::GetUserSaveDataDirectory()).c_str());
-    nrq::HVXTerminate();
     return exitOk;
 }
 
-const CommandRegistration registration({
-    "demo",
-    "measure a few positions with the simulated scanner and analyzer",
-    "usage: halvex demo [--points N] [--sweep-ms MS]\n\n"
-    "Starts the library, steps the simulated scanner and takes one sweep of the\n"
-    "simulated analyzer at each position, prints position and peak, and tells\n"
-    "where the log file is.\n\n"
-    "  --points N     positions to measure (default 12)\n"
-    "  --sweep-ms MS  simulated sweep time in milliseconds (default 20)\n",
-    &RunDemo,
-});
+CommandRun Setup(CLI::App& command) {
+    auto options = std::make_shared<DemoOptions>();
+    command.description(
+        "Starts the library, steps the simulated scanner and takes one sweep of the\n"
+        "simulated analyzer at each position through the plain Scanner and Analyzer\n"
+        "interfaces (no scan task, no scan data), prints position and peak, and\n"
+        "tells where the log file is.");
+    command.add_option("--points", options->points, "positions to measure (default 12)")
+        ->transform(Whole(1, 1000000))
+        ->type_name("N");
+    command.add_option("--sweep-ms", options->sweepMilliseconds, "simulated sweep time in milliseconds (default 20)")
+        ->transform(Whole(0, 60000))
+        ->type_name("MS");
+    command.footer("Example:\n  halvex demo --points 5 --sweep-ms 0\n\n" + ExitStatusText("the library failed"));
+    return [options] { return RunDemo(*options); };
+}
+
+const CommandRegistration registration({"demo", "measure a few positions with the simulated scanner and analyzer",
+                                        &Setup});
 
 } // namespace
 } // namespace halvex

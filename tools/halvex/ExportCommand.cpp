@@ -1,57 +1,52 @@
 // halvex export: the CSV text of a scan file's data.
 #include "Command.h"
 #include "HostFiles.h"
-#include "ScanFile.h"
+#include "ScanFileInput.h"
 
-#include <cstdio>
+#include <CLI/CLI.hpp>
+
+#include <memory>
 #include <string>
 
 namespace halvex {
 namespace {
 
-int RunExport(const std::vector<std::string>& args) {
-    const Arguments arguments(args, {});
-    if (auto unknown = arguments.Unknown({"csv"}); !unknown.empty())
-        throw UsageError{"unknown option --" + unknown.front()};
-    if (arguments.Positionals().size() != 1)
-        throw UsageError{"export takes one scan file"};
-    if (!arguments.Has("csv") || arguments.Get("csv").empty())
-        throw UsageError{"export needs --csv OUT"};
-    const std::string& path = arguments.Positionals().front();
-    const std::string out = arguments.Get("csv");
+struct ExportOptions {
+    std::string file;
+    std::string csv;
+};
 
-    ScanFileContents contents;
-    try {
-        contents = ReadScanFile(ReadWholeFile(path));
-    } catch (const ScanFileError& error) {
-        throw ScanFileError(path + ": " + error.what());
-    }
+int RunExport(const ExportOptions& options) {
+    CheckOutputs({{"--csv", options.csv}}, {options.file});
+    const ScanFileContents contents = LoadScanFile(options.file);
     const nrq::IScanData* data = contents.GetScanData();
     if (!data) {
         const auto* unknown = dynamic_cast<const nrq::IUnknownDeserialized*>(contents.scanData.get());
-        throw ScanFileError(path + ": " +
+        throw ScanFileError(ShownName(options.file, false) + ": " +
                             (unknown ? "its scan data of type \"" + unknown->GetType() + "\" is unknown to this program"
                                      : std::string("it holds no scan data")));
     }
-    const std::string csv = data->SerializeToCSV();
-    if (out == "-")
-        std::fwrite(csv.data(), 1, csv.size(), stdout);
-    else
-        WriteWholeFile(out, csv);
+    WriteWholeFile(options.csv, data->SerializeToCSV());
     return exitOk;
 }
 
-const CommandRegistration registration({
-    "export",
-    "write the scan data of a scan file as CSV",
-    "usage: halvex export FILE --csv OUT\n\n"
-    "Reads a scan file and writes its scan data as CSV text to OUT ('-' for\n"
-    "standard output), in the columns of its shape: frequency and amplitude\n"
-    "for spectral data, position, frequency and amplitude for the others.\n\n"
-    "Exit status: 0 done, 1 unreadable or damaged file or no scan data of a\n"
-    "known shape, 2 wrong command line.\n",
-    &RunExport,
-});
+CommandRun Setup(CLI::App& command) {
+    auto options = std::make_shared<ExportOptions>();
+    command.description(
+        "Reads a scan file and writes its scan data as CSV text, in the columns of\n"
+        "its shape: frequency and amplitude for spectral data, position, frequency\n"
+        "and amplitude for the others. The CSV file is written whole or not at all.");
+    command.add_option("FILE", options->file, "the scan file; - reads standard input")->required()->type_name("");
+    command.add_option("--csv", options->csv, "the CSV file to write; - writes standard output")
+        ->required()
+        ->type_name("OUT");
+    command.footer("Examples:\n  halvex export scan.hvxscan --csv scan.csv\n"
+                   "  halvex export scan.hvxscan --csv - | head\n\n" +
+                   ExitStatusText("unreadable or damaged file, or no scan data of a known shape"));
+    return [options] { return RunExport(*options); };
+}
+
+const CommandRegistration registration({"export", "write the scan data of a scan file as CSV", &Setup});
 
 } // namespace
 } // namespace halvex

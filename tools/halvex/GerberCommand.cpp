@@ -1,5 +1,10 @@
 // halvex gerber: Gerber files to triangles, drawn into a PNG or counted.
 #include "Command.h"
+#include "Failure.h"
+#include "HostFiles.h"
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
 
 #include <HVX/App/Gerber.h>
 
@@ -10,7 +15,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
+#include <memory>
 #include <iostream>
 #include <limits>
 #include <sstream>
@@ -40,15 +45,6 @@ struct Layer {
     size_t endTriangle;
 };
 
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw std::runtime_error(fmt::format("{}: cannot read the file", path));
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // The parser reports syntax errors on the console, one line each. Real files
 // with obsolete codes give many; unless asked for they are kept back and
 // counted.
@@ -63,8 +59,17 @@ private:
     std::streambuf* previous;
 };
 
+// Why a file drew nothing, in the words a person reads.
+std::string NothingDrawnReason(const std::string& text) {
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos)
+        return "the file is empty";
+    return "it draws nothing (no aperture selected, no plotting mode set, or not a Gerber file)";
+}
+
 void ConvertFile(nrq::GerberVertexData& data, const std::string& path, bool verbose) {
-    const std::string text = ReadText(path);
+    const std::string text = halvex::ReadWholeFile(path);
+    const std::string shown = halvex::ShownName(path, false);
+    const size_t trianglesBefore = data.indices.size();
     std::string messages;
     try {
         CapturedConsole console;
@@ -75,18 +80,19 @@ void ConvertFile(nrq::GerberVertexData& data, const std::string& path, bool verb
             throw;
         }
         messages = console.Text();
-    } catch (const std::exception& error) {
+    } catch (const std::exception&) {
         if (verbose)
             std::fputs(messages.c_str(), stderr);
-        throw std::runtime_error(fmt::format("{}: {}", path, error.what()));
+        throw std::runtime_error(fmt::format("{}: {}", shown, halvex::DescribeFailure(std::current_exception())));
     }
-    if (verbose) {
+    if (verbose && !messages.empty()) {
         std::fputs(messages.c_str(), stderr);
-    } else if (!messages.empty()) {
         const auto lines = std::count(messages.begin(), messages.end(), '\n');
-        std::fprintf(stderr, "halvex: %s: %ld syntax message(s) from the parser skipped (--verbose shows them)\n",
-                     path.c_str(), static_cast<long>(lines));
+        std::fprintf(stderr, "halvex: %s: the parser skipped %ld piece(s) of syntax\n", shown.c_str(),
+                     static_cast<long>(lines));
     }
+    if (data.indices.size() == trianglesBefore)
+        throw std::runtime_error(fmt::format("{}: {}", shown, NothingDrawnReason(text)));
 }
 
 bool ValidTriangle(const nrq::GerberVertexData& data, size_t t) {
@@ -118,14 +124,6 @@ void ParseSize(const std::string& text, int& width, int& height) {
     }
     if (width < 1 || height < 1 || width > 20000 || height > 20000)
         throw halvex::UsageError{"--size must be between 1 and 20000 pixels per side"};
-}
-
-double ParseScale(const std::string& text) {
-    char* end = nullptr;
-    const double scale = std::strtod(text.c_str(), &end);
-    if (end == text.c_str() || *end != 0 || !(scale > 0) || !std::isfinite(scale))
-        throw halvex::UsageError{fmt::format("--scale must be a positive number of pixels per mm, not '{}'", text)};
-    return scale;
 }
 
 struct Raster {
@@ -206,40 +204,80 @@ void WritePng(const std::string& path, const nrq::GerberVertexData& data, const 
             raster.Fill(x, y, data.fill[data.indices[3 * t]] == 0 ? holeColour : material);
         }
     }
-    if (!stbi_write_png(path.c_str(), width, height, 3, raster.pixels.data(), width * 3))
-        throw std::runtime_error(fmt::format("{}: cannot write the PNG file", path));
+    std::string png;
+    const auto append = [](void* context, void* bytes, int size) {
+        static_cast<std::string*>(context)->append(static_cast<const char*>(bytes), static_cast<size_t>(size));
+    };
+    if (!stbi_write_png_to_func(append, &png, width, height, 3, raster.pixels.data(), width * 3))
+        throw std::runtime_error(fmt::format("{}: the PNG could not be encoded", path));
+    halvex::WriteWholeFile(path, png);
 }
 
-int RunGerber(const std::vector<std::string>& args) {
-    const halvex::Arguments arguments(args, {"stats", "colour-per-file", "verbose"});
-    const auto unknown = arguments.Unknown({"png", "size", "scale", "stats", "colour-per-file", "verbose"});
-    if (!unknown.empty())
-        throw halvex::UsageError{"unknown option --" + unknown.front()};
-    const auto& files = arguments.Positionals();
-    if (files.empty())
-        throw halvex::UsageError{"no Gerber file given"};
-    if (!arguments.Has("png") && !arguments.Has("stats"))
+struct GerberOptions {
+    std::vector<std::string> files;
+    std::string png;
+    std::string size = "1024x1024";
+    double scale = 0.0;
+    bool stats = false;
+    bool colourPerFile = false;
+    bool verbose = false;
+};
+
+int RunGerber(const GerberOptions& options) {
+    if (options.png.empty() && !options.stats)
         throw halvex::UsageError{"nothing to do: give --png OUT, --stats or both"};
     int width = 1024;
     int height = 1024;
-    if (arguments.Has("size"))
-        ParseSize(arguments.Get("size"), width, height);
-    const double scale = arguments.Has("scale") ? ParseScale(arguments.Get("scale")) : 0.0;
-    const bool verbose = arguments.Has("verbose");
+    ParseSize(options.size, width, height);
+    if (!options.png.empty())
+        halvex::CheckOutputs({{"--png", options.png}}, options.files);
 
     nrq::GerberVertexData data;
     std::vector<Layer> layers;
-    for (const std::string& path : files) {
+    for (const std::string& path : options.files) {
         const size_t first = data.indices.size() / 3;
-        ConvertFile(data, path, verbose);
+        ConvertFile(data, path, options.verbose);
         layers.push_back({path, first, data.indices.size() / 3});
     }
-    if (arguments.Has("stats"))
+    if (options.stats)
         std::printf("vertices %zu\ntriangles %zu\nholes %zu\n", data.vertices.size() / 2, data.indices.size() / 3,
                     HoleCount(data));
-    if (arguments.Has("png"))
-        WritePng(arguments.Get("png"), data, layers, width, height, scale, arguments.Has("colour-per-file"));
+    if (!options.png.empty())
+        WritePng(options.png, data, layers, width, height, options.scale, options.colourPerFile);
     return halvex::exitOk;
+}
+
+const char* const description =
+    "Converts each Gerber file (RS-274X) into triangles with the library's Gerber\n"
+    "import and draws them into a PNG, or counts them.\n"
+    "\n"
+    "The import draws a fixed subset: millimetre units, the coordinate format,\n"
+    "circle apertures (with or without a round hole) and regular polygon\n"
+    "apertures, linear interpolation (G01) and circular arcs (G02, G03, single or\n"
+    "multi quadrant), draws (D01), moves (D02) and flashes (D03). It refuses,\n"
+    "with one line naming the file, rectangle and obround apertures, aperture\n"
+    "macros, regions (G36/G37), inch units, a drawing before a plotting mode is\n"
+    "set, and files that draw nothing (empty, not Gerber, no aperture).";
+
+halvex::CommandRun Setup(CLI::App& command) {
+    auto options = std::make_shared<GerberOptions>();
+    command.description(description);
+    command.add_option("FILE", options->files, "Gerber files; - reads standard input")->required()->type_name("");
+    command.add_option("--png", options->png, "write a PNG: material white, hole discs dark; - writes standard output")
+        ->type_name("OUT");
+    command.add_option("--size", options->size, "image size in pixels, WxH or one number for a square (default 1024x1024)")
+        ->type_name("WxH");
+    command.add_option("--scale", options->scale, "pixels per millimetre (default: fit the drawing)")
+        ->check(halvex::PositiveNumber())
+        ->type_name("PX");
+    command.add_flag("--colour-per-file", options->colourPerFile, "draw each file's material in a colour of its own");
+    command.add_flag("--stats", options->stats, "print the vertex, triangle and hole disc counts");
+    command.add_flag("--verbose", options->verbose, "show the parser's syntax messages and how many it skipped");
+    command.footer("Examples:\n"
+                   "  halvex gerber board-Edge_Cuts.gbr --png outline.png --size 800x600\n"
+                   "  halvex gerber top.gbr bottom.gbr --stats --colour-per-file --png both.png\n\n" +
+                   halvex::ExitStatusText("a file that cannot be read, is refused by the import or draws nothing"));
+    return [options] { return RunGerber(*options); };
 }
 
 } // namespace
@@ -247,20 +285,5 @@ int RunGerber(const std::vector<std::string>& args) {
 static halvex::CommandRegistration registration({
     "gerber",
     "draw Gerber files (board outlines) into a PNG, or count their triangles",
-    "usage: halvex gerber FILE... [--png OUT] [--size WxH] [--scale PX_PER_MM]\n"
-    "                     [--colour-per-file] [--stats] [--verbose]\n"
-    "\n"
-    "Converts each Gerber file into triangles with the library's Gerber import\n"
-    "(circle and polygon apertures, lines, arcs and flashes) and draws them.\n"
-    "\n"
-    "  --png OUT          write a PNG: material white, hole discs dark\n"
-    "  --size WxH         image size in pixels (default 1024x1024; one number: square)\n"
-    "  --scale PX         pixels per millimetre (default: fit the drawing)\n"
-    "  --colour-per-file  draw each file's material in a colour of its own\n"
-    "  --stats            print the vertex, triangle and hole disc counts\n"
-    "  --verbose          show the parser's syntax messages\n"
-    "\n"
-    "A file the import cannot draw (rectangle apertures, macros, ...) ends the\n"
-    "command with one line naming the file and the library's message (exit 1).\n",
-    &RunGerber,
+    &Setup,
 });

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace halvex {
 
@@ -15,6 +16,20 @@ std::string FormatDuration(double seconds) {
     if (hours > 0)
         return fmt::format("{}:{:02}:{:02}", hours, minutes, rest);
     return fmt::format("{}:{:02}", minutes, rest);
+}
+
+std::string FormatBytes(uint64_t bytes) {
+    if (bytes < 1000)
+        return fmt::format("{} bytes", bytes);
+    static constexpr const char* units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
+    double value = static_cast<double>(bytes);
+    size_t unit = 0;
+    value /= 1000.0;
+    while (value >= 1000.0 && unit + 1 < std::size(units)) {
+        value /= 1000.0;
+        ++unit;
+    }
+    return fmt::format("{:.3g} {}", value, units[unit]);
 }
 
 std::string FormatProgress(int64_t done, int64_t total, double elapsedSeconds, int barWidth) {

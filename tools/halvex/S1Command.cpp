@@ -1,26 +1,32 @@
 // halvex s1: compiles and runs one S1 script, for people who write feature sets.
 #include "Command.h"
+#include "HostFiles.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <HVX/ESC/Compiler.h>
 #include <HVX/ESC/Interpreter.h>
 
 #include <cctype>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace {
 
-const char* const helpText =
-    "usage: halvex s1 [--disasm] SCRIPT [NAME=VALUE]...\n"
-    "       halvex s1 [--disasm] --file PATH [NAME=VALUE]...\n"
-    "\n"
-    "Compiles an S1 script, sets the given variables, runs it and prints the\n"
-    "command text it produces. A line that prints an unset value is dropped,\n"
-    "so the output may be empty.\n"
+const char* const description =
+    "S1 is the small language in which the library describes SCPI instruments:\n"
+    "each feature of an instrument (a frequency range, an attenuation, a sweep)\n"
+    "holds one-line S1 scripts that turn the user's settings into SCPI command\n"
+    "text. This command compiles one script, sets the given variables, runs it\n"
+    "and prints the command text it produces, for people who write feature\n"
+    "sets. A line that prints an unset value is dropped, so the output may be\n"
+    "empty.\n"
     "\n"
     "Values are typed by their spelling:\n"
     "  5, -3          Integer\n"
@@ -31,12 +37,14 @@ const char* const helpText =
     "  auto, unset    the feature values Automatic and Unset\n"
     "  nil            Nil\n"
     "\n"
-    "Options:\n"
-    "  --file PATH    read the script from a file instead of the command line\n"
-    "  --disasm       print the byte code and the string pool, then run\n"
-    "\n"
     "Syntax errors are shown as 'LINE:COLUMN: message' (both counted from 1)\n"
-    "and nothing is run; the exit code is then 1.\n";
+    "and nothing is run.";
+
+const char* const footer =
+    "Examples:\n"
+    "  halvex s1 'SENS:FREQ:STAR {start}' 'start=1 MHz'\n"
+    "  halvex s1 --disasm --file sweep.s1 points=1001\n"
+    "\n";
 
 std::string Trim(std::string_view text) {
     size_t begin = 0;
@@ -97,22 +105,32 @@ std::optional<nrq::ESCVariant> ParseValue(const std::string& spelled) {
     return std::nullopt;
 }
 
+// A script file holds one line; a final line feed (or CRLF) is no second line.
 std::string ReadScriptFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw halvex::UsageError{"cannot open '" + path + "'"};
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    std::string text = halvex::ReadWholeFile(path);
+    if (text.ends_with("\r\n"))
+        text.resize(text.size() - 2);
+    else if (text.ends_with('\n'))
+        text.pop_back();
+    if (text.find_first_of("\r\n") != std::string::npos) {
+        const size_t lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+        throw std::runtime_error(fmt::format("{}: an S1 script is one line; this file has {} lines",
+                                             halvex::ShownName(path, false), lines));
+    }
+    return text;
 }
 
-int RunS1(const std::vector<std::string>& args) {
-    const halvex::Arguments arguments(args, {"disasm"});
-    if (const auto unknown = arguments.Unknown({"disasm", "file"}); !unknown.empty())
-        throw halvex::UsageError{"unknown option --" + unknown.front()};
+struct S1Options {
+    bool disasm = false;
+    std::string file;
+    std::vector<std::string> words;
+};
 
-    std::vector<std::string> positionals = arguments.Positionals();
+int RunS1(const S1Options& options) {
+    std::vector<std::string> positionals = options.words;
     std::string script;
-    if (arguments.Has("file")) {
-        script = ReadScriptFile(arguments.Get("file"));
+    if (!options.file.empty()) {
+        script = ReadScriptFile(options.file);
     } else {
         if (positionals.empty())
             throw halvex::UsageError{"no script given"};
@@ -142,7 +160,7 @@ int RunS1(const std::vector<std::string>& args) {
     }
 
     const nrq::ESCByteCode byteCode = nrq::ESCCompiler().Compile(script);
-    if (arguments.Has("disasm")) {
+    if (options.disasm) {
         const std::string listing = nrq::ESCDisassemble(byteCode);
         std::fwrite(listing.data(), 1, listing.size(), stdout);
         std::fflush(stdout);
@@ -157,6 +175,19 @@ int RunS1(const std::vector<std::string>& args) {
     return halvex::exitOk;
 }
 
-halvex::CommandRegistration registration({"s1", "compile and run an S1 script", helpText, &RunS1});
+halvex::CommandRun Setup(CLI::App& command) {
+    auto options = std::make_shared<S1Options>();
+    command.description(description);
+    command.add_option("--file", options->file, "read the one-line script from a file (- for standard input)")
+        ->type_name("PATH");
+    command.add_flag("--disasm", options->disasm, "print the byte code and the string pool, then run");
+    command.add_option("ARGS", options->words, "the script (unless --file is given), then NAME=VALUE settings")
+        ->type_name("");
+    command.footer(std::string(footer) + halvex::ExitStatusText("syntax errors or an unreadable file"));
+    return [options] { return RunS1(*options); };
+}
+
+halvex::CommandRegistration registration({"s1", "compile and run an S1 script (the language of feature sets)",
+                                          &Setup});
 
 } // namespace

@@ -1,21 +1,27 @@
 // halvex scan: a GenericScanTask over the simulated scanner and analyzer, run
-// on a thread of its own, with a progress display, a clean stop on Ctrl-C, and
-// the scan file (and CSV) at the end.
+// on a thread of its own, with a progress display, a clean stop on SIGINT,
+// SIGTERM or SIGHUP, and the scan file (and CSV) at the end. Everything that
+// can be checked is checked before the first sweep; what was measured is
+// written on every way out but a second signal.
 #include "Command.h"
+#include "Failure.h"
 #include "HostFiles.h"
+#include "Library.h"
+#include "Options.h"
 #include "Progress.h"
 #include "ScanFile.h"
+#include "ScanPlan.h"
 
 #include <HVX/HVX.h>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
@@ -30,7 +36,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-enum class Shape { Spectral, Spatial, Combined };
 enum class Board { V1, V2 };
 
 struct Rectangle {
@@ -42,8 +47,27 @@ struct Rectangle {
     int Cells() const { return (lastColumn - firstColumn + 1) * (lastRow - firstRow + 1); }
 };
 
-struct ScanOptions {
+// As given on the command line; Resolve turns it into ScanOptions.
+struct ScanArguments {
     std::string out = "scan.hvxscan";
+    std::string csv;
+    std::string correction;
+    std::string shape = "spectral";
+    std::string cells = "all";
+    std::string board = "v2";
+    int level = 1;
+    bool interleaved = false;
+    int repeat = 1;
+    std::string behavior = "overwrite";
+    int sweepMilliseconds = 20;
+    bool quiet = false;
+    // Which options were given at all.
+    bool boardGiven = false;
+    bool levelGiven = false;
+};
+
+struct ScanOptions {
+    std::string out;
     std::string csv;
     std::string correction;
     Shape shape = Shape::Spectral;
@@ -58,18 +82,12 @@ struct ScanOptions {
     bool quiet = false;
 };
 
-// `what` names the number in the message: "--level", "a column of --cells".
-int ParseInt(const std::string& text, const std::string& what, int low, int high) {
-    size_t used = 0;
-    int value = 0;
-    try {
-        value = std::stoi(text, &used);
-    } catch (const std::exception&) {
-        used = 0;
-    }
-    if (used == 0 || used != text.size() || value < low || value > high)
-        throw UsageError{fmt::format("{} takes a whole number from {} to {}, not '{}'", what, low, high, text)};
-    return value;
+int ParseCellNumber(std::string_view text, const char* what, int high) {
+    std::string value(text);
+    const std::string problem = Whole(0, high)(value);
+    if (!problem.empty())
+        throw UsageError{fmt::format("{} of --cells {}", what, problem)};
+    return std::stoi(value);
 }
 
 // "C1,R1:C2,R2", corners included, in either order.
@@ -81,68 +99,51 @@ Rectangle ParseRectangle(const std::string& text) {
         throw UsageError{fmt::format("--cells takes all, random or COLUMN,ROW:COLUMN,ROW, not '{}'", text)};
     constexpr int lastColumn = nrq::TavrelAdapterV1Parameters::columns - 1;
     constexpr int lastRow = nrq::TavrelAdapterV1Parameters::rows - 1;
-    const int c1 = ParseInt(std::string(first[0]), "a column of --cells", 0, lastColumn);
-    const int r1 = ParseInt(std::string(first[1]), "a row of --cells", 0, lastRow);
-    const int c2 = ParseInt(std::string(second[0]), "a column of --cells", 0, lastColumn);
-    const int r2 = ParseInt(std::string(second[1]), "a row of --cells", 0, lastRow);
+    const int c1 = ParseCellNumber(first[0], "a column", lastColumn);
+    const int r1 = ParseCellNumber(first[1], "a row", lastRow);
+    const int c2 = ParseCellNumber(second[0], "a column", lastColumn);
+    const int r2 = ParseCellNumber(second[1], "a row", lastRow);
     return Rectangle{std::min(c1, c2), std::min(r1, r2), std::max(c1, c2), std::max(r1, r2)};
 }
 
-ScanOptions ParseOptions(const std::vector<std::string>& args) {
-    const Arguments arguments(args, {"interleaved", "quiet"});
-    if (auto unknown = arguments.Unknown({"out", "csv", "correction", "shape", "cells", "board", "level", "interleaved",
-                                          "repeat", "behavior", "sweep-ms", "quiet"});
-        !unknown.empty())
-        throw UsageError{"unknown option --" + unknown.front()};
-    if (!arguments.Positionals().empty())
-        throw UsageError{"unexpected argument '" + arguments.Positionals().front() + "'"};
+Shape ShapeFromName(const std::string& name) {
+    if (name == "spatial")
+        return Shape::Spatial;
+    if (name == "combined")
+        return Shape::Combined;
+    return Shape::Spectral;
+}
 
+ScanOptions Resolve(const ScanArguments& given) {
     ScanOptions options;
-    options.out = arguments.Get("out", options.out);
+    options.out = given.out;
     if (options.out.empty())
         throw UsageError{"--out needs a file name"};
-    options.csv = arguments.Get("csv");
-    options.correction = arguments.Get("correction");
-    options.quiet = arguments.Has("quiet");
-
-    const std::string shape = arguments.Get("shape", "spectral");
-    if (shape == "spectral")
-        options.shape = Shape::Spectral;
-    else if (shape == "spatial")
-        options.shape = Shape::Spatial;
-    else if (shape == "combined")
-        options.shape = Shape::Combined;
-    else
-        throw UsageError{"--shape takes spectral, spatial or combined, not '" + shape + "'"};
-
-    const std::string cells = arguments.Get("cells", "all");
-    if (cells == "random")
+    options.csv = given.csv;
+    options.correction = given.correction;
+    options.quiet = given.quiet;
+    options.shape = ShapeFromName(given.shape);
+    if (given.cells == "random")
         options.random = true;
-    else if (cells != "all")
-        options.cells = ParseRectangle(cells);
-
-    const std::string board = arguments.Get("board", "v2");
-    if (board == "v1")
-        options.board = Board::V1;
-    else if (board != "v2")
-        throw UsageError{"--board takes v1 or v2, not '" + board + "'"};
-
-    options.level = ParseInt(arguments.Get("level", "1"), "--level", 1, 8);
-    options.interleaved = arguments.Has("interleaved");
-    if (options.random && (arguments.Has("board") || arguments.Has("level") || options.interleaved))
+    else if (given.cells != "all")
+        options.cells = ParseRectangle(given.cells);
+    options.board = given.board == "v1" ? Board::V1 : Board::V2;
+    options.level = given.level;
+    options.interleaved = given.interleaved;
+    if (options.random && (given.boardGiven || given.levelGiven || options.interleaved))
         throw UsageError{"--board, --level and --interleaved belong to the grid, not to --cells random"};
     if (options.board == Board::V1 && options.level != 1)
         throw UsageError{"--level needs the v2 board"};
-
-    options.repeat = ParseInt(arguments.Get("repeat", "1"), "--repeat", 1, 1000);
-    const std::string behavior = arguments.Get("behavior", "overwrite");
-    if (behavior == "overwrite")
-        options.behavior = nrq::RepeatingBehavior::Overwrite;
-    else if (behavior == "combine")
-        options.behavior = nrq::RepeatingBehavior::Combine;
-    else
-        throw UsageError{"--behavior takes overwrite or combine, not '" + behavior + "'"};
-    options.sweepMilliseconds = ParseInt(arguments.Get("sweep-ms", "20"), "--sweep-ms", 0, 60000);
+    options.repeat = given.repeat;
+    // Only the USB board's state starts a pass over; the others would bring
+    // nothing after the first pass.
+    if (options.repeat > 1 && (options.random || options.board == Board::V2))
+        throw UsageError{fmt::format("--repeat {} needs --board v1: {} does not start a pass over, so passes after the "
+                                     "first would bring nothing",
+                                     options.repeat, options.random ? "the random pass" : "the v2 board")};
+    options.behavior =
+        given.behavior == "combine" ? nrq::RepeatingBehavior::Combine : nrq::RepeatingBehavior::Overwrite;
+    options.sweepMilliseconds = given.sweepMilliseconds;
     return options;
 }
 
@@ -171,25 +172,13 @@ std::shared_ptr<nrq::IScanData> MakeScanData(Shape shape) {
     case Shape::Spatial:
         return std::make_shared<nrq::SpatialScanData>();
     case Shape::Combined:
-        return std::make_shared<nrq::CombinedScanData>();
+        break;
     }
-    return nullptr;
+    return std::make_shared<nrq::CombinedScanData>();
 }
 
-const char* ShapeName(Shape shape) {
-    switch (shape) {
-    case Shape::Spectral:
-        return "spectral";
-    case Shape::Spatial:
-        return "spatial";
-    case Shape::Combined:
-        return "combined";
-    }
-    return "";
-}
-
-// The points one pass brings. The simulated boards visit each selected cell
-// once per sub-position; the random pass has a fixed count.
+// The points one pass brings: each selected cell once per sub-position, or
+// the random pass's fixed count.
 int64_t PointsPerPass(const ScanOptions& options) {
     if (options.random)
         return nrq::NullScannerState::pointsPerPass;
@@ -197,12 +186,7 @@ int64_t PointsPerPass(const ScanOptions& options) {
     return options.cells.Cells() * n * n;
 }
 
-// Only the USB board's state starts over when a pass is repeated; the others
-// keep their counters, so their later passes bring nothing.
-int64_t ExpectedPoints(const ScanOptions& options) {
-    const bool rewinds = !options.random && options.board == Board::V1;
-    return PointsPerPass(options) * (rewinds ? options.repeat : 1);
-}
+int64_t PlannedPoints(const ScanOptions& options) { return PointsPerPass(options) * options.repeat; }
 
 std::string Describe(const ScanOptions& options) {
     if (options.random)
@@ -254,8 +238,21 @@ struct ScanRun {
     // Set by the scan thread before `finished`, read after it.
     bool lockFailed = false;
     std::exception_ptr error;
-    std::string note;
 };
+
+void StepUntilDone(nrq::GenericScanTask& task, HostScanner& scanner, const ScanOptions& options, ScanRun& run) {
+    int passesDone = 0;
+    task.SetRepeating(options.repeat > 1);
+    while (!run.stopRequested.load()) {
+        const bool more = task.Step();
+        if (scanner.lastStatus == nrq::ScanStatus::Ready)
+            run.points.fetch_add(1);
+        if (!more)
+            break;
+        if (scanner.lastStatus == nrq::ScanStatus::Finished && ++passesDone + 1 >= options.repeat)
+            task.SetRepeating(false);
+    }
+}
 
 void RunScanThread(nrq::GenericScanTask& task, HostScanner& scanner, const ScanOptions& options, ScanRun& run) {
     SecondPassHandler handler(options.interleaved);
@@ -263,38 +260,15 @@ void RunScanThread(nrq::GenericScanTask& task, HostScanner& scanner, const ScanO
     try {
         if (!task.LockResources()) {
             run.lockFailed = true;
-            task.UnlockResources();
         } else {
             run.locked.store(true);
-            int passesDone = 0;
-            int64_t pointsThisPass = 0;
-            task.SetRepeating(options.repeat > 1);
-            while (!run.stopRequested.load()) {
-                const bool more = task.Step();
-                if (scanner.lastStatus == nrq::ScanStatus::Ready) {
-                    run.points.fetch_add(1);
-                    ++pointsThisPass;
-                }
-                if (!more)
-                    break;
-                if (scanner.lastStatus != nrq::ScanStatus::Finished)
-                    continue;
-                // A pass has ended and the next one starts on the next step.
-                ++passesDone;
-                if (pointsThisPass == 0) {
-                    run.note = fmt::format("pass {} brought no points: this scanner state does not start over", passesDone);
-                    task.SetRepeating(false);
-                } else if (passesDone + 1 >= options.repeat) {
-                    task.SetRepeating(false);
-                }
-                pointsThisPass = 0;
-            }
+            StepUntilDone(task, scanner, options, run);
             // Stop runs here, between steps: the simulated devices have no sweep
             // to cut short, and the data is then touched by this thread alone.
             if (run.stopRequested.load())
                 task.Stop(false);
-            task.UnlockResources();
         }
+        task.UnlockResources();
     } catch (...) {
         run.error = std::current_exception();
         try {
@@ -306,28 +280,30 @@ void RunScanThread(nrq::GenericScanTask& task, HostScanner& scanner, const ScanO
     run.finished.store(true);
 }
 
-// SIGINT is taken synchronously by the main thread, never by a handler.
-class InterruptWatch {
+// The stop signals are taken synchronously by the main thread, never by a handler.
+class StopSignals {
 public:
-    InterruptWatch() {
+    StopSignals() {
         sigemptyset(&set);
-        sigaddset(&set, SIGINT);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&set, signal);
         pthread_sigmask(SIG_BLOCK, &set, &previous);
     }
-    ~InterruptWatch() {
-        // An interrupt that came after the scan ends here, not with the files.
+    ~StopSignals() {
+        // A signal that came after the scan ends here, not with the files.
         timespec none{0, 0};
-        while (sigtimedwait(&set, nullptr, &none) == SIGINT) {
+        while (sigtimedwait(&set, nullptr, &none) > 0) {
         }
         pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     }
-    InterruptWatch(const InterruptWatch&) = delete;
-    InterruptWatch& operator=(const InterruptWatch&) = delete;
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
 
-    // True when SIGINT came within the time.
-    bool Wait(std::chrono::milliseconds time) {
+    // The signal that came within the time, or 0.
+    int Wait(std::chrono::milliseconds time) {
         timespec limit{static_cast<time_t>(time.count() / 1000), static_cast<long>(time.count() % 1000) * 1000000};
-        return sigtimedwait(&set, nullptr, &limit) == SIGINT;
+        const int signal = sigtimedwait(&set, nullptr, &limit);
+        return signal > 0 ? signal : 0;
     }
 
 private:
@@ -335,25 +311,150 @@ private:
     sigset_t previous;
 };
 
-void Print(bool quiet, const std::string& line) {
-    if (quiet)
-        return;
-    std::fputs(line.c_str(), stdout);
-    std::fflush(stdout);
+// Progress and reports go to stdout, or to stderr where stdout carries a file.
+class Talk {
+public:
+    Talk(bool quiet, bool stdoutCarriesData)
+        : quiet(quiet), stream(stdoutCarriesData ? stderr : stdout),
+          terminal(::isatty(::fileno(stdoutCarriesData ? stderr : stdout)) == 1) {}
+    void operator()(const std::string& line) const {
+        if (quiet)
+            return;
+        std::fputs(line.c_str(), stream);
+        std::fflush(stream);
+    }
+    bool Terminal() const { return terminal; }
+
+private:
+    bool quiet;
+    std::FILE* stream;
+    bool terminal;
+};
+
+const char* SignalName(int signal) {
+    switch (signal) {
+    case SIGTERM:
+        return "SIGTERM";
+    case SIGHUP:
+        return "SIGHUP";
+    default:
+        return "SIGINT";
+    }
 }
 
-int RunScan(const std::vector<std::string>& args) {
-    const ScanOptions options = ParseOptions(args);
+struct ScanOutcomeText {
+    bool interrupted = false;
+    double elapsed = 0;
+};
+
+// Runs the task on its own thread until it ends or a signal stops it.
+ScanOutcomeText WatchScan(nrq::GenericScanTask& task, HostScanner& scanner, const ScanOptions& options, ScanRun& run,
+                          const Talk& talk, int64_t planned) {
+    ScanOutcomeText outcome;
+    const Clock::time_point started = Clock::now();
+    StopSignals signals;
+    std::thread scanThread(RunScanThread, std::ref(task), std::ref(scanner), std::cref(options), std::ref(run));
+    bool announced = false;
+    Clock::time_point lastLine = started;
+    while (!run.finished.load()) {
+        if (const int signal = signals.Wait(std::chrono::milliseconds(100))) {
+            if (outcome.interrupted) {
+                // A second signal: the user does not want to wait for the sweep.
+                PrintError(fmt::format("{} again: leaving at once; {} is not written", SignalName(signal),
+                                       ShownName(options.out, true)));
+                std::_Exit(exitFailure);
+            }
+            outcome.interrupted = true;
+            run.stopRequested.store(true);
+            talk(fmt::format("{}{}: stopping after the sweep in hand...\n", talk.Terminal() ? "\n" : "",
+                             SignalName(signal)));
+        }
+        if (!announced && run.locked.load()) {
+            announced = true;
+            talk("scanning: Ctrl-C (or SIGTERM, SIGHUP) stops the scan and keeps what was measured\n");
+        }
+        const Clock::time_point now = Clock::now();
+        const double elapsed = std::chrono::duration<double>(now - started).count();
+        if (!announced || outcome.interrupted || run.finished.load())
+            continue;
+        if (talk.Terminal())
+            talk(fmt::format("\r{}\033[K", FormatProgress(run.points.load(), planned, elapsed, 30)));
+        else if (now - lastLine >= std::chrono::seconds(1)) {
+            lastLine = now;
+            talk(fmt::format("progress: {}\n", FormatProgress(run.points.load(), planned, elapsed, 0)));
+        }
+    }
+    scanThread.join();
+    outcome.elapsed = std::chrono::duration<double>(Clock::now() - started).count();
+    if (talk.Terminal() && !outcome.interrupted)
+        talk(fmt::format("\r{}\033[K\n", FormatProgress(run.points.load(), planned, outcome.elapsed, 30)));
+    return outcome;
+}
+
+uint64_t FixedFileBytes(const nrq::AnalyzerParameters& analyzer, const nrq::ScannerParameters& scanner) {
+    std::string records;
+    nrq::AppendSerializeObject(records, &analyzer);
+    nrq::AppendSerializeObject(records, &scanner);
+    return scanFileHeaderSize + records.size() + scanNotesSize;
+}
+
+ScanNotes MakeNotes(const ScanRun& run, bool interrupted, int64_t planned, const nrq::FrequencyStartStop& range,
+                    const nrq::AnalyzerParameters& analyzer, const ScanOptions& options) {
+    ScanNotes notes;
+    notes.interleaved = options.interleaved;
+    notes.outcome = run.error ? ScanOutcome::Failed : interrupted ? ScanOutcome::Stopped : ScanOutcome::Finished;
+    notes.pointsMeasured = run.points.load();
+    notes.pointsPlanned = planned;
+    notes.startHz = range.start.Hz();
+    notes.stopHz = range.stop.Hz();
+    notes.rbwHz = analyzer.GetRBW().Hz();
+    notes.sweepPoints = static_cast<int32_t>(nrq::NullAnalyzer::pointsPerSweep);
+    return notes;
+}
+
+std::unique_ptr<nrq::Compensation> ReadCorrection(const std::string& path) {
+    const std::string bytes = ReadWholeFile(path);
+    try {
+        return std::make_unique<nrq::Compensation>(nrq::Compensation::Decode(bytes));
+    } catch (const std::exception&) {
+        throw std::runtime_error(ShownName(path, false) + ": " + DescribeFailure(std::current_exception()));
+    }
+}
+
+int RunScan(const ScanArguments& given) {
+    const ScanOptions options = Resolve(given);
+    std::vector<Output> outputs{{"--out", options.out}};
+    if (!options.csv.empty())
+        outputs.push_back({"--csv", options.csv});
+    CheckOutputs(outputs, options.correction.empty() ? std::vector<std::string>{}
+                                                     : std::vector<std::string>{options.correction});
+    const Talk talk(options.quiet, options.out == "-" || options.csv == "-");
+
     // A correction file is read first, so that a bad one costs no scan.
     std::unique_ptr<nrq::Compensation> correction;
     if (!options.correction.empty())
-        correction = std::make_unique<nrq::Compensation>(nrq::Compensation::Decode(ReadWholeFile(options.correction)));
+        correction = ReadCorrection(options.correction);
 
-    nrq::HVXInit(false);
-    struct Terminate {
-        ~Terminate() { nrq::HVXTerminate(); }
-    } terminate;
+    const std::unique_ptr<nrq::ScannerParameters> scannerParameters = MakeScannerParameters(options);
+    const nrq::NullAnalyzerParameters analyzerParameters;
+    const int64_t planned = PlannedPoints(options);
+    const ScanEstimate estimate =
+        EstimateScan(options.shape, planned, options.sweepMilliseconds, nrq::NullAnalyzer::pointsPerSweep,
+                     FixedFileBytes(analyzerParameters, *scannerParameters), !options.csv.empty());
+    talk(fmt::format("scan: {} points ({}), {} data, {} pass{}, sweeps of {} ms\n", planned, Describe(options),
+                     ShapeName(options.shape), options.repeat, options.repeat == 1 ? "" : "es",
+                     options.sweepMilliseconds));
+    talk(fmt::format("estimate: about {}, a scan file of about {}{}, about {} of memory\n",
+                     FormatDuration(estimate.seconds), FormatBytes(estimate.fileBytes),
+                     options.csv.empty() ? "" : fmt::format(" and a CSV file of about {}", FormatBytes(estimate.csvBytes)),
+                     FormatBytes(estimate.memoryBytes)));
+    if (const std::string refusal = RefusalReason(estimate, options.shape, AvailableMemory()); !refusal.empty())
+        throw UsageError{"the scan cannot be kept: " + refusal};
+    CheckRoom(outputs[0], estimate.fileBytes);
+    if (!options.csv.empty())
+        CheckRoom(outputs[1], estimate.csvBytes);
 
+    StartLibrary();
     auto scanner = std::make_shared<HostScanner>(0);
     auto analyzer = std::make_shared<nrq::NullAnalyzer>(0);
     analyzer->SetSweepDuration(std::chrono::milliseconds(options.sweepMilliseconds));
@@ -365,112 +466,123 @@ int RunScan(const std::vector<std::string>& args) {
     const std::shared_ptr<nrq::IScanData> data = MakeScanData(options.shape);
     nrq::FillScanDataDeviceInfo(data->GetInfo().devices[0], scanner->GetInfo());
     nrq::FillScanDataDeviceInfo(data->GetInfo().devices[1], analyzer->GetInfo());
-    const std::unique_ptr<nrq::ScannerParameters> scannerParameters = MakeScannerParameters(options);
-    const nrq::NullAnalyzerParameters analyzerParameters;
     nrq::GenericScanTask task(data, {scannerId, nrq::ScanMethod::Device, scannerParameters.get(), analyzerId,
                                      &analyzerParameters, options.behavior, true});
 
-    const int64_t expected = ExpectedPoints(options);
-    Print(options.quiet, fmt::format("scan: {} points ({}), {} data, {} pass{}, sweeps of {} ms\n", expected,
-                                     Describe(options), ShapeName(options.shape), options.repeat,
-                                     options.repeat == 1 ? "" : "es", options.sweepMilliseconds));
-
-    const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-    bool interrupted = false;
     ScanRun run;
-    const Clock::time_point started = Clock::now();
-    {
-        InterruptWatch interrupts;
-        std::thread scanThread(RunScanThread, std::ref(task), std::ref(*scanner), std::cref(options), std::ref(run));
-        bool announced = false;
-        Clock::time_point lastLine = started;
-        while (!run.finished.load()) {
-            if (interrupts.Wait(std::chrono::milliseconds(100))) {
-                if (interrupted) {
-                    // A second Ctrl-C: the user does not want to wait for the sweep.
-                    PrintError("interrupted again: leaving without writing files");
-                    std::_Exit(exitInterrupted);
-                }
-                interrupted = true;
-                run.stopRequested.store(true);
-                Print(options.quiet, fmt::format("{}stopping after the sweep in hand...\n", terminal ? "\n" : ""));
-            }
-            if (!announced && run.locked.load()) {
-                announced = true;
-                Print(options.quiet, "scanning: Ctrl-C stops the scan and keeps what was measured\n");
-            }
-            const Clock::time_point now = Clock::now();
-            const double elapsed = std::chrono::duration<double>(now - started).count();
-            if (!announced || interrupted || run.finished.load())
-                continue;
-            if (terminal)
-                Print(options.quiet, fmt::format("\r{}\033[K", FormatProgress(run.points.load(), expected, elapsed, 30)));
-            else if (now - lastLine >= std::chrono::seconds(1)) {
-                lastLine = now;
-                Print(options.quiet, fmt::format("progress: {}\n", FormatProgress(run.points.load(), expected, elapsed, 0)));
-            }
-        }
-        scanThread.join();
-    }
-    const double elapsed = std::chrono::duration<double>(Clock::now() - started).count();
-    if (terminal && !interrupted)
-        Print(options.quiet, fmt::format("\r{}\033[K\n", FormatProgress(run.points.load(), expected, elapsed, 30)));
-
+    const ScanOutcomeText outcome = WatchScan(task, *scanner, options, run, talk, planned);
     if (run.lockFailed)
         throw std::runtime_error("the simulated devices are busy");
-    if (!run.note.empty())
-        Print(options.quiet, fmt::format("note: {}\n", run.note));
     if (correction && !data->ApplyCompensation(*correction))
-        Print(options.quiet, fmt::format("note: {} data takes no correction\n", ShapeName(options.shape)));
+        talk(fmt::format("note: {} data takes no correction\n", ShapeName(options.shape)));
 
     // What was measured is written also when the scan failed half-way.
-    WriteWholeFile(options.out, WriteScanFile(&analyzerParameters, scannerParameters.get(), *data));
-    if (!options.csv.empty())
-        WriteWholeFile(options.csv, data->SerializeToCSV());
+    const ScanNotes notes = MakeNotes(run, outcome.interrupted, planned, analyzer->GetFrequencyRange(), analyzerParameters,
+                                     options);
+    const std::string wroteScan =
+        WriteWithRescue(options.out, WriteScanFile(&analyzerParameters, scannerParameters.get(), *data, notes),
+                        "the scan file");
+    const std::string wroteCsv =
+        options.csv.empty() ? std::string() : WriteWithRescue(options.csv, data->SerializeToCSV(), "the CSV file");
     if (run.error)
         std::rethrow_exception(run.error);
 
-    Print(options.quiet, fmt::format("{}: {} points in {:.1f} s, data {}\n", interrupted ? "interrupted" : "done",
-                                     run.points.load(), elapsed,
-                                     data->GetState() == nrq::IScanData::State::Complete ? "complete" : "empty"));
-    Print(options.quiet, fmt::format("wrote {}\n", options.out));
-    if (!options.csv.empty())
-        Print(options.quiet, fmt::format("wrote {}\n", options.csv));
-    return interrupted ? exitInterrupted : exitOk;
+    talk(fmt::format("{}: {} of {} points in {:.1f} s, data {}\n", outcome.interrupted ? "stopped" : "done",
+                     run.points.load(), planned, outcome.elapsed,
+                     data->GetState() == nrq::IScanData::State::Complete ? "complete" : "empty"));
+    if (wroteScan == options.out)
+        talk(fmt::format("wrote {}\n", ShownName(options.out, true)));
+    if (!options.csv.empty() && wroteCsv == options.csv)
+        talk(fmt::format("wrote {}\n", ShownName(options.csv, true)));
+    if (wroteScan != options.out || wroteCsv != options.csv)
+        return exitFailure;
+    return outcome.interrupted ? exitInterrupted : exitOk;
 }
 
-const CommandRegistration registration({
-    "scan",
-    "run a scan on the simulated devices and write a scan file",
-    "usage: halvex scan [OPTIONS]\n\n"
+const char* const description =
     "Runs a scan task on a thread of its own over the simulated scanner and\n"
     "analyzer, shows its progress, and writes the scan file (and CSV if asked).\n"
-    "The scanner imitates the Tavrel boards over the selected cells of their\n"
-    "42 x 29 grid of 7.5 mm cells, or makes its random pass of 999 points.\n\n"
-    "  --out FILE         scan file to write (default scan.hvxscan)\n"
-    "  --csv FILE         also write the scan data as CSV\n"
-    "  --shape SHAPE      spectral (default), spatial or combined data\n"
-    "  --cells CELLS      all (default), random, or the rectangle C1,R1:C2,R2 of\n"
-    "                     columns 0-41 and rows 0-28, corners included\n"
-    "  --board BOARD      v2 (default), the network board, or v1, the USB board\n"
-    "  --level N          v2 only: each cell at 2^(N-1) x 2^(N-1) sub-positions,\n"
-    "                     N from 1 (default) to 8\n"
-    "  --interleaved      mark the grid interleaved, and answer yes when a board\n"
-    "                     offers a second pass (the simulated boards make none)\n"
-    "  --correction FILE  apply this correction file to the data after the scan\n"
-    "  --repeat N         passes (default 1); only the v1 board's state starts\n"
-    "                     over, so with v2 and random later passes bring nothing\n"
-    "  --behavior B       overwrite (default) or combine: what a later pass does\n"
-    "                     with what an earlier one wrote\n"
-    "  --sweep-ms MS      simulated sweep time in milliseconds (default 20)\n"
-    "  --quiet            print nothing but errors\n\n"
-    "Progress is a bar on a terminal and a line a second otherwise. Ctrl-C\n"
-    "(SIGINT) stops the scan after the sweep in hand; the files are written\n"
-    "with everything measured until then.\n\n"
-    "Exit status: 0 done, 1 failure, 2 wrong command line, 130 stopped by\n"
-    "Ctrl-C with the files written.\n",
-    &RunScan,
-});
+    "Before the first sweep it checks the outputs, states the points, the time\n"
+    "and the sizes it expects, and refuses a scan that could not be kept.\n"
+    "\n"
+    "The simulated analyzer sweeps 100 MHz to 200 MHz in 600 points of noise\n"
+    "around -80 dBm. The simulated scanner imitates the Tavrel boards over the\n"
+    "selected cells of their 42 x 29 grid of 7.5 mm cells: the v2 network board\n"
+    "visits each cell at 2^(LEVEL-1) x 2^(LEVEL-1) sub-positions, the v1 USB\n"
+    "board once and starts over for --repeat; --cells random is a pass of 999\n"
+    "random points instead. --interleaved marks the grid interleaved and answers\n"
+    "yes when a board offers a second pass (the simulated boards offer none).\n"
+    "\n"
+    "Data shapes: spectral keeps one spectrum, the highest value of every\n"
+    "frequency over all positions (small, position-free); spatial keeps, per\n"
+    "position, the strongest frequency and its level (a heat map); combined\n"
+    "keeps every sweep at every position (everything, and the largest).\n"
+    "\n"
+    "A correction file (magic \"CORRECTION\": a table of frequency-dependent\n"
+    "gains in dB of the probe and cables) is added to the data after the scan.\n"
+    "\n"
+    "SIGINT (Ctrl-C), SIGTERM or SIGHUP stops the scan after the sweep in hand,\n"
+    "and the files are written with everything measured until then and marked\n"
+    "as stopped; a second signal leaves at once without writing. Where a file\n"
+    "cannot be written at the end, it is saved into a rescue file in the\n"
+    "temporary folder (or the home folder), and the message names it.";
+
+const char* const footer =
+    "Examples:\n"
+    "  halvex scan --cells 0,0:5,4 --csv scan.csv\n"
+    "  halvex scan --shape combined --level 2 --cells 10,10:12,12 --out board.hvxscan\n"
+    "  halvex scan --board v1 --repeat 3 --behavior combine --shape spatial\n"
+    "\n"
+    "Exit status: 0 done, 1 failure (a file could not be written where asked,\n"
+    "a device or library error), 2 wrong command line or a scan refused before\n"
+    "it starts, 130 stopped by a signal with every file written.\n";
+
+CommandRun Setup(CLI::App& command) {
+    auto given = std::make_shared<ScanArguments>();
+    command.description(description);
+    command.add_option("--out", given->out, "scan file to write (default scan.hvxscan); - writes standard output")
+        ->type_name("FILE");
+    command.add_option("--csv", given->csv, "also write the scan data as CSV; - writes standard output")
+        ->type_name("FILE");
+    command.add_option("--shape", given->shape, "spectral (default), spatial or combined data")
+        ->check(OneOf({"spectral", "spatial", "combined"}))
+        ->type_name("SHAPE");
+    command.add_option("--cells", given->cells,
+                       "all (default), random, or the rectangle C1,R1:C2,R2 of columns 0-41 and rows 0-28, corners "
+                       "included")
+        ->type_name("CELLS");
+    CLI::Option* board = command.add_option("--board", given->board, "v2 (default), the network board, or v1, the USB board")
+                             ->check(OneOf({"v1", "v2"}))
+                             ->type_name("BOARD");
+    CLI::Option* level =
+        command.add_option("--level", given->level, "v2 only: 2^(N-1) x 2^(N-1) sub-positions a cell, 1 (default) to 8")
+            ->transform(Whole(1, 8))
+            ->type_name("N");
+    command.add_flag("--interleaved", given->interleaved, "mark the grid interleaved; yes to a second pass");
+    command.add_option("--correction", given->correction, "add this correction file to the data after the scan")
+        ->type_name("FILE");
+    command.add_option("--repeat", given->repeat, "passes, 1 (default) to 1000; needs --board v1")
+        ->transform(Whole(1, 1000))
+        ->type_name("N");
+    command.add_option("--behavior", given->behavior,
+                       "overwrite (default) or combine: what a later pass does with an earlier one's values")
+        ->check(OneOf({"overwrite", "combine"}))
+        ->type_name("B");
+    command.add_option("--sweep-ms", given->sweepMilliseconds,
+                       "simulated sweep time in milliseconds, 0 to 60000 (default 20)")
+        ->transform(Whole(0, 60000))
+        ->type_name("MS");
+    command.add_flag("--quiet", given->quiet, "print nothing but errors");
+    command.footer(footer);
+    return [given, board, level] {
+        ScanArguments arguments = *given;
+        arguments.boardGiven = board->count() > 0;
+        arguments.levelGiven = level->count() > 0;
+        return RunScan(arguments);
+    };
+}
+
+const CommandRegistration registration({"scan", "run a scan on the simulated devices and write a scan file", &Setup});
 
 } // namespace
 } // namespace halvex

@@ -1,5 +1,7 @@
 #include "ScanFile.h"
 
+#include "LibraryText.h"
+
 #include <HVX/App/Data/CombinedScanData.h>
 #include <HVX/App/Data/SpatialScanData.h>
 #include <HVX/App/Data/SpectralScanData.h>
@@ -16,6 +18,7 @@
 #include <limits>
 #include <mutex>
 #include <shared_mutex>
+#include <vector>
 
 namespace halvex {
 namespace {
@@ -32,8 +35,69 @@ std::unique_ptr<nrq::ISerializable> ReadRecord(std::string_view& records, const 
     try {
         return std::unique_ptr<nrq::ISerializable>(nrq::ViewDeserializeObject(records, info));
     } catch (const std::exception& error) {
-        throw ScanFileError(fmt::format("the {} record is damaged: {}", name, error.what()));
+        throw ScanFileError(fmt::format("the {} record is damaged: {}", name, PlainLibraryMessage(error.what())));
     }
+}
+
+void CheckLength(uint32_t announced, uint64_t present) {
+    if (present < announced)
+        throw ScanFileError(fmt::format("the file is truncated: the header announces {} bytes of records, {} are there",
+                                        announced, present));
+    if (present > announced)
+        throw ScanFileError(fmt::format("{} bytes follow the records, where the file should end", present - announced));
+}
+
+void AppendNotes(std::string& out, const ScanNotes& notes) {
+    nrq::AppendRaw(out, static_cast<int32_t>(notes.outcome));
+    nrq::AppendRaw(out, static_cast<uint32_t>(notes.interleaved ? 1 : 0));
+    nrq::AppendRaw(out, notes.pointsMeasured);
+    nrq::AppendRaw(out, notes.pointsPlanned);
+    nrq::AppendRaw(out, notes.startHz);
+    nrq::AppendRaw(out, notes.stopHz);
+    nrq::AppendRaw(out, notes.rbwHz);
+    nrq::AppendRaw(out, notes.sweepPoints);
+}
+
+ScanNotes ReadNotes(std::string_view& body) {
+    if (body.size() < scanNotesSize)
+        throw ScanFileError(fmt::format("the scan notes are cut short: they take {} bytes, {} are there",
+                                        scanNotesSize, body.size()));
+    ScanNotes notes;
+    notes.outcome = static_cast<ScanOutcome>(ReadLittleEndian<int32_t>(body, 0));
+    notes.interleaved = (ReadLittleEndian<uint32_t>(body, 4) & 1) != 0;
+    notes.pointsMeasured = ReadLittleEndian<int64_t>(body, 8);
+    notes.pointsPlanned = ReadLittleEndian<int64_t>(body, 16);
+    notes.startHz = ReadLittleEndian<double>(body, 24);
+    notes.stopHz = ReadLittleEndian<double>(body, 32);
+    notes.rbwHz = ReadLittleEndian<double>(body, 40);
+    notes.sweepPoints = ReadLittleEndian<int32_t>(body, 48);
+    body.remove_prefix(scanNotesSize);
+    return notes;
+}
+
+void DescribeOutcome(std::string& out, const ScanNotes& notes) {
+    switch (notes.outcome) {
+    case ScanOutcome::Finished:
+        out += fmt::format("outcome: finished, {} of {} points\n", notes.pointsMeasured, notes.pointsPlanned);
+        return;
+    case ScanOutcome::Stopped:
+        out += fmt::format("outcome: stopped after {} of {} points\n", notes.pointsMeasured, notes.pointsPlanned);
+        return;
+    case ScanOutcome::Failed:
+        out += fmt::format("outcome: ended by a failure after {} of {} points\n", notes.pointsMeasured,
+                           notes.pointsPlanned);
+        return;
+    }
+    out += fmt::format("outcome: unknown ({}), {} of {} points\n", static_cast<int32_t>(notes.outcome),
+                       notes.pointsMeasured, notes.pointsPlanned);
+}
+
+// What the host noted of the analyzer, for parameters this program cannot read.
+std::string NotedAnalyzer(const ScanNotes& notes) {
+    std::string text = fmt::format("{} to {}, {} points a sweep", nrq::Frequency(notes.startHz).ToString(),
+                                   nrq::Frequency(notes.stopHz).ToString(), notes.sweepPoints);
+    text += notes.rbwHz > 0 ? fmt::format(", RBW {}", nrq::Frequency(notes.rbwHz).ToString()) : ", RBW not set";
+    return text;
 }
 
 // Null, unknown to this program, or of the wanted kind.
@@ -79,11 +143,17 @@ std::string UnknownText(const nrq::ISerializable& object) {
 
 std::string Millimetres(float metres) { return fmt::format("{:.2f} mm", static_cast<double>(metres) * 1e3); }
 
-void DescribeAnalyzerParameters(std::string& out, const nrq::ISerializable* object) {
+void DescribeAnalyzerParameters(std::string& out, const nrq::ISerializable* object,
+                                const std::optional<ScanNotes>& notes) {
+    const auto* unknown = dynamic_cast<const nrq::IUnknownDeserialized*>(object);
     if (!object) {
         out += "analyzer parameters: none\n";
-    } else if (dynamic_cast<const nrq::IUnknownDeserialized*>(object)) {
+    } else if (unknown && notes && unknown->GetType() == "NullAP") {
+        out += fmt::format("analyzer parameters: NullAP, the simulated analyzer, {}\n", NotedAnalyzer(*notes));
+    } else if (unknown) {
         out += fmt::format("analyzer parameters: {}\n", UnknownText(*object));
+        if (notes && notes->sweepPoints > 0)
+            out += fmt::format("analyzer as noted by halvex: {}\n", NotedAnalyzer(*notes));
     } else {
         const auto& parameters = dynamic_cast<const nrq::AnalyzerParameters&>(*object);
         out += fmt::format("analyzer parameters: {}, {} to {}, RBW {}\n", parameters.GetSerialType(),
@@ -92,7 +162,7 @@ void DescribeAnalyzerParameters(std::string& out, const nrq::ISerializable* obje
     }
 }
 
-void DescribeGrid(std::string& out, const nrq::TavrelAdapterV1Parameters& cells) {
+void DescribeGrid(std::string& out, const nrq::TavrelAdapterV1Parameters& cells, const std::optional<ScanNotes>& notes) {
     int minColumn = cells.columns, maxColumn = -1, minRow = cells.rows, maxRow = -1;
     for (int row = 0; row < cells.rows; ++row)
         for (int column = 0; column < cells.columns; ++column)
@@ -107,21 +177,24 @@ void DescribeGrid(std::string& out, const nrq::TavrelAdapterV1Parameters& cells)
     else
         out += fmt::format("cells: {} of {} x {}, columns {} to {}, rows {} to {}\n", cells.CountCells(),
                            cells.columns, cells.rows, minColumn, maxColumn, minRow, maxRow);
+    if (notes)
+        out += fmt::format("interleaved: {}\n", notes->interleaved ? "yes" : "no");
 }
 
-void DescribeScannerParameters(std::string& out, const nrq::ISerializable* object) {
+void DescribeScannerParameters(std::string& out, const nrq::ISerializable* object,
+                               const std::optional<ScanNotes>& notes) {
     if (!object) {
         out += "scanner parameters: none\n";
     } else if (dynamic_cast<const nrq::IUnknownDeserialized*>(object)) {
         out += fmt::format("scanner parameters: {}\n", UnknownText(*object));
     } else if (const auto* network = dynamic_cast<const nrq::TavrelAdapterV2Parameters*>(object)) {
         out += fmt::format("scanner parameters: {}, the network board's grid\n", object->GetSerialType());
-        DescribeGrid(out, *network);
+        DescribeGrid(out, *network, notes);
         out += fmt::format("level: {}, resolution {:g} mm\n", network->GetLevel(),
                            static_cast<double>(network->GetResolution().mm()));
     } else if (const auto* usb = dynamic_cast<const nrq::TavrelAdapterV1Parameters*>(object)) {
         out += fmt::format("scanner parameters: {}, the USB board's grid\n", object->GetSerialType());
-        DescribeGrid(out, *usb);
+        DescribeGrid(out, *usb, notes);
     } else if (dynamic_cast<const nrq::NullScannerParameters*>(object)) {
         out += fmt::format("scanner parameters: {}, the simulated random pass\n", object->GetSerialType());
     } else {
@@ -142,6 +215,35 @@ void DescribeDevices(std::string& out, const nrq::ScanDataInfo& info) {
     }
 }
 
+// The strongest few values, strongest first; ties keep the earlier place.
+constexpr size_t strongestShown = 5;
+
+struct Strong {
+    float dBm;
+    double hertz;
+    const nrq::ScanMeasurement* where; // null for a spectrum
+};
+
+void Consider(std::vector<Strong>& best, const Strong& candidate) {
+    if (best.size() == strongestShown && !(candidate.dBm > best.back().dBm))
+        return;
+    auto at = std::upper_bound(best.begin(), best.end(), candidate,
+                               [](const Strong& a, const Strong& b) { return a.dBm > b.dBm; });
+    best.insert(at, candidate);
+    if (best.size() > strongestShown)
+        best.pop_back();
+}
+
+void DescribeStrongest(std::string& out, const std::vector<Strong>& best) {
+    for (size_t i = 0; i < best.size(); ++i) {
+        out += fmt::format("strongest {}: {:.2f} dBm at {}", i + 1, best[i].dBm, nrq::Frequency(best[i].hertz).ToString());
+        if (best[i].where)
+            out += fmt::format(", x {}, y {}", Millimetres(best[i].where->position.x().m()),
+                               Millimetres(best[i].where->position.y().m()));
+        out += "\n";
+    }
+}
+
 void DescribeSpectrum(std::string& out, const nrq::SpectralScanData& data) {
     std::shared_lock lock(data.GetMutex());
     const auto& values = data.GetValues();
@@ -157,6 +259,10 @@ void DescribeSpectrum(std::string& out, const nrq::SpectralScanData& data) {
     const auto peak = std::max_element(values.begin(), values.end());
     const double at = start + step * static_cast<double>(peak - values.begin());
     out += fmt::format("peak: {:.2f} dBm at {}\n", peak->dBm(), nrq::Frequency(at).ToString());
+    std::vector<Strong> best;
+    for (size_t i = 0; i < values.size(); ++i)
+        Consider(best, {values[i].dBm(), start + step * static_cast<double>(i), nullptr});
+    DescribeStrongest(out, best);
 }
 
 template <class Entry>
@@ -186,6 +292,10 @@ void DescribeSpatial(std::string& out, const nrq::SpatialScanData& data) {
     out += fmt::format("peak: {:.2f} dBm at {}, x {}, y {}\n", strongest->amplitude.dBm(),
                        strongest->frequency.ToString(), Millimetres(strongest->position.x().m()),
                        Millimetres(strongest->position.y().m()));
+    std::vector<Strong> best;
+    for (const auto& entry : entries)
+        Consider(best, {entry.amplitude.dBm(), entry.frequency.Hz(), &entry});
+    DescribeStrongest(out, best);
 }
 
 void DescribeCombined(std::string& out, const nrq::CombinedScanData& data) {
@@ -198,6 +308,12 @@ void DescribeCombined(std::string& out, const nrq::CombinedScanData& data) {
     if (entries.empty())
         return;
     DescribeArea(out, entries);
+    std::vector<Strong> best;
+    for (const auto& entry : entries)
+        for (size_t i = 0; i < entry.values.size(); ++i)
+            Consider(best, {entry.values[i].dBm(),
+                            entry.startFrequency.Hz() + entry.stepFrequency.Hz() * static_cast<double>(i), &entry});
+    DescribeStrongest(out, best);
 }
 
 void DescribeScanData(std::string& out, const nrq::ISerializable* object) {
@@ -225,48 +341,59 @@ void DescribeScanData(std::string& out, const nrq::ISerializable* object) {
 } // namespace
 
 std::string WriteScanFile(const nrq::AnalyzerParameters* analyzerParameters,
-                          const nrq::ScannerParameters* scannerParameters, const nrq::IScanData& scanData) {
-    std::string records;
-    nrq::AppendSerializeObject(records, analyzerParameters);
-    nrq::AppendSerializeObject(records, scannerParameters);
-    nrq::AppendSerializeObject(records, &scanData);
-    if (records.size() > std::numeric_limits<uint32_t>::max())
-        throw ScanFileError("the scan is too large for a scan file");
+                          const nrq::ScannerParameters* scannerParameters, const nrq::IScanData& scanData,
+                          const ScanNotes& notes) {
+    std::string body;
+    nrq::AppendSerializeObject(body, analyzerParameters);
+    nrq::AppendSerializeObject(body, scannerParameters);
+    nrq::AppendSerializeObject(body, &scanData);
+    AppendNotes(body, notes);
+    if (body.size() > scanFileMaxBody)
+        throw ScanFileError(fmt::format("the scan takes {} bytes, more than a scan file can hold ({} bytes)",
+                                        body.size(), scanFileMaxBody));
     std::string out(scanFileMagic);
     nrq::AppendRaw(out, scanFileVersion);
-    nrq::AppendRaw(out, static_cast<uint32_t>(records.size()));
-    out += records;
+    nrq::AppendRaw(out, static_cast<uint32_t>(body.size()));
+    out += body;
     return out;
 }
 
-ScanFileContents ReadScanFile(std::string_view bytes) {
-    const size_t magicPart = std::min(bytes.size(), scanFileMagic.size());
-    if (bytes.substr(0, magicPart) != scanFileMagic.substr(0, magicPart))
+ScanFileHeader ReadScanFileHeader(std::string_view first, int64_t fileSize) {
+    const size_t magicPart = std::min(first.size(), scanFileMagic.size());
+    if (first.substr(0, magicPart) != scanFileMagic.substr(0, magicPart))
         throw ScanFileError("not a halvex scan file");
-    if (bytes.size() < scanFileHeaderSize)
+    const size_t known = fileSize >= 0 ? static_cast<size_t>(fileSize) : first.size();
+    if (first.size() < scanFileHeaderSize)
         throw ScanFileError(fmt::format("the file is truncated: its header takes {} bytes, it has {}",
-                                        scanFileHeaderSize, bytes.size()));
-    ScanFileContents contents;
-    contents.version = ReadLittleEndian<int32_t>(bytes, 8);
-    if (contents.version < 1 || contents.version > scanFileVersion)
+                                        scanFileHeaderSize, known));
+    ScanFileHeader header;
+    header.version = ReadLittleEndian<int32_t>(first, 8);
+    if (header.version < 1 || header.version > scanFileVersion)
         throw ScanFileError(fmt::format("format version {} is not supported (this halvex reads versions 1 to {})",
-                                        contents.version, scanFileVersion));
-    const uint32_t length = ReadLittleEndian<uint32_t>(bytes, 12);
-    std::string_view records = bytes.substr(scanFileHeaderSize);
-    if (records.size() < length)
-        throw ScanFileError(fmt::format("the file is truncated: the header announces {} bytes of records, {} are there",
-                                        length, records.size()));
-    if (records.size() > length)
-        throw ScanFileError(fmt::format("{} bytes follow the records, where the file should end",
-                                        records.size() - length));
+                                        header.version, scanFileVersion));
+    header.length = ReadLittleEndian<uint32_t>(first, 12);
+    if (fileSize >= 0)
+        CheckLength(header.length, static_cast<uint64_t>(fileSize) - scanFileHeaderSize);
+    return header;
+}
 
+ScanFileContents ReadScanFile(std::string_view bytes) {
+    const ScanFileHeader header = ReadScanFileHeader(bytes.substr(0, scanFileHeaderSize), -1);
+    std::string_view body = bytes.substr(scanFileHeaderSize);
+    CheckLength(header.length, body.size());
+
+    ScanFileContents contents;
+    contents.version = header.version;
     nrq::SerializeInfo info;
-    info.version = contents.version;
-    contents.analyzerParameters = ReadRecord(records, info, "analyzer parameters");
-    contents.scannerParameters = ReadRecord(records, info, "scanner parameters");
-    contents.scanData = ReadRecord(records, info, "scan data");
-    if (!records.empty())
-        throw ScanFileError(fmt::format("{} bytes follow the scan data record", records.size()));
+    info.version = std::min(header.version, scanFileRecordFormat);
+    contents.analyzerParameters = ReadRecord(body, info, "analyzer parameters");
+    contents.scannerParameters = ReadRecord(body, info, "scanner parameters");
+    contents.scanData = ReadRecord(body, info, "scan data");
+    if (header.version >= 6)
+        contents.notes = ReadNotes(body);
+    if (!body.empty())
+        throw ScanFileError(fmt::format("{} bytes follow the {}", body.size(),
+                                        contents.notes ? "scan notes" : "scan data record"));
 
     RequireKind<nrq::AnalyzerParameters>(contents.analyzerParameters.get(), "analyzer parameters");
     RequireKind<nrq::ScannerParameters>(contents.scannerParameters.get(), "scanner parameters");
@@ -276,8 +403,10 @@ ScanFileContents ReadScanFile(std::string_view bytes) {
 
 std::string DescribeScanFile(const ScanFileContents& contents) {
     std::string out = fmt::format("format version: {}\n", contents.version);
-    DescribeAnalyzerParameters(out, contents.analyzerParameters.get());
-    DescribeScannerParameters(out, contents.scannerParameters.get());
+    if (contents.notes)
+        DescribeOutcome(out, *contents.notes);
+    DescribeAnalyzerParameters(out, contents.analyzerParameters.get(), contents.notes);
+    DescribeScannerParameters(out, contents.scannerParameters.get(), contents.notes);
     DescribeScanData(out, contents.scanData.get());
     return out;
 }

@@ -18,6 +18,12 @@ public:
     static Error SystemCode(int code, std::string_view text,
                             std::source_location loc = std::source_location::current());
 
+    // A move copies, so that a moved-from Error still tells what went wrong.
+    Error(const Error&) = default;
+    Error(Error&& other) noexcept(false) : Error(static_cast<const Error&>(other)) {}
+    Error& operator=(const Error&) = default;
+    Error& operator=(Error&& other) noexcept(false) { return *this = static_cast<const Error&>(other); }
+
     const char* what() const noexcept override;
     const std::source_location& GetLocation() const noexcept { return location; }
 
