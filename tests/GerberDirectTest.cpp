@@ -243,8 +243,8 @@ TEST_F(GerberDirectTest, AnythingElseIsLeftToTheParser) {
 }
 
 TEST_F(GerberDirectTest, RealSamplesGiveTheSameResult) {
-    const std::filesystem::path root = std::filesystem::path(HVX_SHARED_DIR) / "gerber-samples";
-    ASSERT_TRUE(std::filesystem::exists(root));
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
+    const std::filesystem::path root = test::GerberSamples();
     size_t files = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
         if (!entry.is_regular_file())

@@ -49,8 +49,8 @@ protected:
 const std::string header = "%MOMM*%\n%FSLAX24Y24*%\n";
 
 TEST_F(GerberPiecesTest, RealSamplesGiveTheSameResult) {
-    const std::filesystem::path root = std::filesystem::path(HVX_SHARED_DIR) / "gerber-samples";
-    ASSERT_TRUE(std::filesystem::exists(root));
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
+    const std::filesystem::path root = test::GerberSamples();
     size_t files = 0;
     size_t converted = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {

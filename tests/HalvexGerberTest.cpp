@@ -17,7 +17,7 @@
 namespace nrq {
 namespace {
 
-const std::string samples = std::string(HVX_SHARED_DIR) + "/gerber-samples";
+const std::string samples = test::GerberSamples().string();
 
 int Halvex(const std::string& arguments, std::string& output) {
     return test::RunCommand(std::string(HVX_HALVEX_PATH) + " gerber " + arguments, output);
@@ -47,6 +47,7 @@ Image ReadPng(const std::filesystem::path& path) {
 }
 
 TEST(HalvexGerber, StatsOfRealPads) {
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
     std::string output;
     ASSERT_EQ(Halvex(samples + "/units/pads/circle.gbr --stats", output), 0) << output;
     EXPECT_EQ(output, "vertices 64\ntriangles 62\nholes 0\n");
@@ -59,6 +60,7 @@ TEST(HalvexGerber, StatsOfRealPads) {
 }
 
 TEST(HalvexGerber, PngOfARealOutline) {
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
     const auto dir = test::MakeTempDir("halvex-gerber");
     std::string output;
     ASSERT_EQ(Halvex(samples + "/boards/mchck/mchck-Edge_Cuts.pho --png " + (dir / "outline.png").string() +
@@ -98,6 +100,7 @@ TEST(HalvexGerber, HolesAreDarkAndFilesGetColours) {
 }
 
 TEST(HalvexGerber, FileOutsideTheSubsetGivesOneLine) {
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
     std::string output;
     const std::string file = samples + "/units/pads/rectangle.gbr";
     EXPECT_EQ(Halvex(file + " --stats", output), 1);
@@ -107,6 +110,7 @@ TEST(HalvexGerber, FileOutsideTheSubsetGivesOneLine) {
 }
 
 TEST(HalvexGerber, UsageErrors) {
+    HVX_SKIP_WITHOUT_GERBER_SAMPLES();
     std::string output;
     EXPECT_EQ(Halvex("", output), 2);
     EXPECT_EQ(Halvex(samples + "/units/pads/circle.gbr", output), 2);

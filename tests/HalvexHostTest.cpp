@@ -1,4 +1,5 @@
 // The host's one command line and its one way of reporting, through halvex as a process.
+#include "support/HalvexProcess.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -14,29 +15,20 @@
 namespace nrq {
 namespace {
 
-const std::string halvex = HVX_HALVEX_PATH;
+using test::Halvex;
+using test::Outcome;
+using test::Quote;
 
-struct Outcome {
-    int code = -1;
-    std::string output;
-};
-
-Outcome Halvex(const std::string& arguments) {
-    Outcome run;
-    run.code = test::RunCommand("'" + halvex + "' " + arguments, run.output);
-    return run;
-}
+const std::string& halvex = test::halvexPath;
 
 // Standard output alone; stderr goes to its own file.
 Outcome HalvexStdout(const std::string& arguments, std::string& errors) {
     const auto dir = test::MakeTempDir("halvex-stderr");
     Outcome run;
-    run.code = test::RunCommand("( '" + halvex + "' " + arguments + " 2>'" + (dir / "err").string() + "' )", run.output);
+    run.code = test::RunCommand("( " + Quote(halvex) + " " + arguments + " 2>" + Quote(dir / "err") + " )", run.output);
     errors = test::ReadFileBytes(dir / "err");
     return run;
 }
-
-std::string Quote(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
 
 std::string Usage(const std::string& message, const std::string& command) {
     return "halvex: " + message + "\nTry 'halvex " + command + " --help'.\n";

@@ -1,6 +1,7 @@
 // halvex scan, info and export run as processes, one run of them stopped by SIGINT.
 #include "halvex/Progress.h"
 #include "support/ChildProcess.h"
+#include "support/HalvexProcess.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -19,20 +20,11 @@
 namespace nrq {
 namespace {
 
-const std::string halvex = HVX_HALVEX_PATH;
+using test::Halvex;
+using test::Outcome;
+using test::Quote;
 
-struct Outcome {
-    int code = -1;
-    std::string output;
-};
-
-Outcome Halvex(const std::string& arguments) {
-    Outcome run;
-    run.code = test::RunCommand("'" + halvex + "' " + arguments, run.output);
-    return run;
-}
-
-std::string Quote(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
+const std::string& halvex = test::halvexPath;
 
 size_t Lines(const std::string& text) {
     size_t lines = 0;
@@ -260,7 +252,15 @@ bool MountNamespacesWork() {
     return test::RunCommand("unshare -m true", output) == 0;
 }
 
-std::string Shell(const std::string& text) { return "'" + text + "'"; }
+// halvex in a private mount namespace, once `mount` (a shell command on "$0",
+// the folder) has run; `arguments` quote with double quotes.
+Outcome HalvexAfterMount(const std::string& mount, const std::filesystem::path& folder, const std::string& arguments) {
+    Outcome run;
+    run.code = test::RunCommand("unshare -m sh -c '" + mount + " && exec \"$1\" " + arguments + "' " + Quote(folder) +
+                                    " " + Quote(halvex),
+                                run.output);
+    return run;
+}
 
 TEST(HalvexScanOutputs, AreCheckedBeforeTheFirstSweep) {
     const auto dir = test::MakeTempDir("halvex-outputs");
@@ -296,12 +296,8 @@ TEST(HalvexScanOutputs, AReadOnlyPlaceIsRefusedAtOnce) {
     const auto dir = test::MakeTempDir("halvex-read-only");
     const std::string folder = dir.string();
     const std::string out = (dir / "x.hvxscan").string();
-    Outcome run;
-    run.code = test::RunCommand("unshare -m sh -c " +
-                                    Shell("mount --bind \"$0\" \"$0\" && mount -o remount,ro,bind \"$0\" && exec \"$1\" "
-                                          "scan --sweep-ms 0 --out \"$2\"") +
-                                    " " + Quote(folder) + " " + Quote(halvex) + " " + Quote(out),
-                                run.output);
+    const Outcome run = HalvexAfterMount("mount --bind \"$0\" \"$0\" && mount -o remount,ro,bind \"$0\"", folder,
+                                         "scan --sweep-ms 0 --out \"" + out + "\"");
     EXPECT_EQ(run.code, 2) << run.output;
     EXPECT_EQ(run.output, "halvex: --out: cannot write " + out + ": Read-only file system\nTry 'halvex scan --help'.\n");
 }
@@ -311,12 +307,8 @@ TEST(HalvexScanOutputs, NoRoomOnTheDiskIsRefusedAtOnce) {
         GTEST_SKIP() << "no private mount namespace here (unshare -m)";
     const auto dir = test::MakeTempDir("halvex-no-room");
     const std::string out = (dir / "x.hvxscan").string();
-    Outcome run;
-    run.code = test::RunCommand("unshare -m sh -c " +
-                                    Shell("mount -t tmpfs -o size=16k tmpfs \"$0\" && exec \"$1\" scan --shape combined "
-                                          "--cells 0,0:9,0 --sweep-ms 0 --out \"$2\"") +
-                                    " " + Quote(dir) + " " + Quote(halvex) + " " + Quote(out),
-                                run.output);
+    const Outcome run = HalvexAfterMount("mount -t tmpfs -o size=16k tmpfs \"$0\"", dir,
+                                         "scan --shape combined --cells 0,0:9,0 --sweep-ms 0 --out \"" + out + "\"");
     EXPECT_EQ(run.code, 2) << run.output;
     EXPECT_NE(run.output.find("halvex: --out: " + dir.string() + " has room for 16.4 kB, and " + out +
                               " needs about "),

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 #ifdef HVX_HALVEX_PATH
@@ -66,10 +65,11 @@ TEST(S1Command, SyntaxErrorsShowLineAndColumn) {
     EXPECT_EQ(Halvex("'A@B'", output), 1);
     EXPECT_EQ(output, "1:2: extraneous input '@' expecting {<EOF>, TEXT, BEGIN_EVAL}\nhalvex: 1 syntax error\n");
 
+    // A script is one line: a file with a second one is refused before compiling.
     const auto dir = test::MakeTempDir("s1");
     test::WriteFileBytes(dir / "script.s1", "A\\\nB\n");
     EXPECT_EQ(Halvex("--file '" + (dir / "script.s1").string() + "'", output), 1);
-    EXPECT_EQ(output, "2:2: token recognition error at: '\\n'\nhalvex: 1 syntax error\n");
+    EXPECT_EQ(output, "halvex: " + (dir / "script.s1").string() + ": an S1 script is one line; this file has 2 lines\n");
 }
 
 TEST(S1Command, ScriptFromAFile) {
@@ -83,13 +83,10 @@ TEST(S1Command, ScriptFromAFile) {
 TEST(S1Command, ScriptErrorsFail) {
     std::string output;
     EXPECT_EQ(Halvex("'{1 < \"a\"}'", output), 1);
-    EXPECT_TRUE(std::regex_match(
-        output, std::regex(R"(halvex: \(\d+\) Script Error: Cannot perform numerical comparison on 'Integer' and 'String'\n)")))
-        << output;
+    // The library's "(line)" prefix stays out of the message.
+    EXPECT_EQ(output, "halvex: Script Error: Cannot perform numerical comparison on 'Integer' and 'String'\n");
     EXPECT_EQ(Halvex("'{typeof()}'", output), 1);
-    EXPECT_TRUE(std::regex_match(
-        output, std::regex(R"(halvex: \(\d+\) Number of args for built-in function "typeof": expected 1, got 0\n)")))
-        << output;
+    EXPECT_EQ(output, "halvex: Number of args for built-in function \"typeof\": expected 1, got 0\n");
 }
 
 TEST(S1Command, UsageErrors) {
@@ -102,14 +99,14 @@ TEST(S1Command, UsageErrors) {
     EXPECT_EQ(output, "halvex: cannot read the value of a: 'abc'\nTry 'halvex s1 --help'.\n");
     EXPECT_EQ(Halvex("--fast '{a}'", output), 2);
     EXPECT_EQ(output, "halvex: unknown option --fast\nTry 'halvex s1 --help'.\n");
-    EXPECT_EQ(Halvex("--file /nonexistent/script.s1", output), 2);
-    EXPECT_EQ(output, "halvex: cannot open '/nonexistent/script.s1'\nTry 'halvex s1 --help'.\n");
+    EXPECT_EQ(Halvex("--file /nonexistent/script.s1", output), 1);
+    EXPECT_EQ(output, "halvex: cannot read /nonexistent/script.s1: No such file or directory\n");
 }
 
 TEST(S1Command, Help) {
     std::string output;
     EXPECT_EQ(Halvex("--help", output), 0);
-    EXPECT_EQ(output.rfind("usage: halvex s1 [--disasm] SCRIPT [NAME=VALUE]...\n", 0), 0u) << output;
+    EXPECT_EQ(output.rfind("usage: halvex s1 [OPTIONS] [ARGS...]\n", 0), 0u) << output;
 }
 
 } // namespace

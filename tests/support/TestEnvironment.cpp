@@ -74,6 +74,12 @@ std::string LogWithoutTimeStamps() {
     return out;
 }
 
+std::filesystem::path GerberSamples() {
+    return std::filesystem::path(HVX_SHARED_DIR).lexically_normal() / "gerber-samples";
+}
+
+bool HaveGerberSamples() { return std::filesystem::is_directory(GerberSamples()); }
+
 int RunCommand(const std::string& command, std::string& output) {
     output.clear();
     FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");

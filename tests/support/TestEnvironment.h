@@ -20,6 +20,17 @@ bool IsTimeStampAt(const std::string& text, size_t at);
 // The log file's text with every leading "[hh:mm:ss] " time stamp replaced by "[T] ".
 std::string LogWithoutTimeStamps();
 
+// The real Gerber files beside the repository (../shared/gerber-samples).
+// A clone on its own has none: tests that read them skip with one line.
+std::filesystem::path GerberSamples();
+bool HaveGerberSamples();
+
+#define HVX_SKIP_WITHOUT_GERBER_SAMPLES()                                                                      \
+    do {                                                                                                         \
+        if (!::nrq::test::HaveGerberSamples())                                                                  \
+            GTEST_SKIP() << "no real Gerber samples: " << ::nrq::test::GerberSamples().string() << " is absent"; \
+    } while (false)
+
 // Runs a shell command, captures stdout+stderr, returns the exit code.
 int RunCommand(const std::string& command, std::string& output);
 

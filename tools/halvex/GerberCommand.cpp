@@ -251,13 +251,15 @@ const char* const description =
     "Converts each Gerber file (RS-274X) into triangles with the library's Gerber\n"
     "import and draws them into a PNG, or counts them.\n"
     "\n"
-    "The import draws a fixed subset: millimetre units, the coordinate format,\n"
-    "circle apertures (with or without a round hole) and regular polygon\n"
-    "apertures, linear interpolation (G01) and circular arcs (G02, G03, single or\n"
-    "multi quadrant), draws (D01), moves (D02) and flashes (D03). It refuses,\n"
-    "with one line naming the file, rectangle and obround apertures, aperture\n"
-    "macros, regions (G36/G37), inch units, a drawing before a plotting mode is\n"
-    "set, and files that draw nothing (empty, not Gerber, no aperture).";
+    "The import draws a fixed subset: lengths in millimetres or inches, circle\n"
+    "apertures (with or without a round hole) flashed (D03) or drawn along\n"
+    "lines and arcs (G01, G02, G03 with D01), and regular polygon apertures\n"
+    "flashed. It passes over, with a warning, regions\n"
+    "(G36/G37), step and repeat, block apertures, polarity and attributes:\n"
+    "clear objects are drawn like dark ones. It refuses, with one line naming\n"
+    "the file, rectangle and obround apertures, aperture macros, a length before\n"
+    "the unit is set (%MO), and files that draw nothing (empty, not Gerber, no\n"
+    "aperture selected).";
 
 halvex::CommandRun Setup(CLI::App& command) {
     auto options = std::make_shared<GerberOptions>();

@@ -165,18 +165,6 @@ std::unique_ptr<nrq::ScannerParameters> MakeScannerParameters(const ScanOptions&
     return grid;
 }
 
-std::shared_ptr<nrq::IScanData> MakeScanData(Shape shape) {
-    switch (shape) {
-    case Shape::Spectral:
-        return std::make_shared<nrq::SpectralScanData>();
-    case Shape::Spatial:
-        return std::make_shared<nrq::SpatialScanData>();
-    case Shape::Combined:
-        break;
-    }
-    return std::make_shared<nrq::CombinedScanData>();
-}
-
 // The points one pass brings: each selected cell once per sub-position, or
 // the random pass's fixed count.
 int64_t PointsPerPass(const ScanOptions& options) {
@@ -518,8 +506,9 @@ const char* const description =
     "position, the strongest frequency and its level (a heat map); combined\n"
     "keeps every sweep at every position (everything, and the largest).\n"
     "\n"
-    "A correction file (magic \"CORRECTION\": a table of frequency-dependent\n"
-    "gains in dB of the probe and cables) is added to the data after the scan.\n"
+    "A correction file (magic \"CORRECTION\": for each frequency a grid of values\n"
+    "in dB by scanner cell, for the probe and its cable) is added to the measured\n"
+    "amplitudes after the scan.\n"
     "\n"
     "SIGINT (Ctrl-C), SIGTERM or SIGHUP stops the scan after the sweep in hand,\n"
     "and the files are written with everything measured until then and marked\n"

@@ -21,18 +21,6 @@
 namespace halvex {
 namespace {
 
-std::unique_ptr<nrq::IScanData> MakeSample(Shape shape) {
-    switch (shape) {
-    case Shape::Spectral:
-        return std::make_unique<nrq::SpectralScanData>();
-    case Shape::Spatial:
-        return std::make_unique<nrq::SpatialScanData>();
-    case Shape::Combined:
-        break;
-    }
-    return std::make_unique<nrq::CombinedScanData>();
-}
-
 // Values with as many digits as measured ones, so that the CSV text has their length.
 nrq::FullScanMeasurement SampleSweep(size_t sweepPoints, int index) {
     nrq::FullScanMeasurement sweep;
@@ -54,7 +42,7 @@ struct SampleSizes {
 
 // The data record and CSV text after `count` sweeps at distinct places.
 SampleSizes MeasureSample(Shape shape, size_t sweepPoints, int count) {
-    const std::unique_ptr<nrq::IScanData> data = MakeSample(shape);
+    const std::shared_ptr<nrq::IScanData> data = MakeScanData(shape);
     for (int i = 0; i < count; ++i)
         data->AddMeasurement(SampleSweep(sweepPoints, i),
                              nrq::RepeatingBehavior::Overwrite);
@@ -101,6 +89,18 @@ uint64_t ProcKilobytes(const char* file, const std::string& name) {
 }
 
 } // namespace
+
+std::shared_ptr<nrq::IScanData> MakeScanData(Shape shape) {
+    switch (shape) {
+    case Shape::Spectral:
+        return std::make_shared<nrq::SpectralScanData>();
+    case Shape::Spatial:
+        return std::make_shared<nrq::SpatialScanData>();
+    case Shape::Combined:
+        break;
+    }
+    return std::make_shared<nrq::CombinedScanData>();
+}
 
 const char* ShapeName(Shape shape) {
     switch (shape) {

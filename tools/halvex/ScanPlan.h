@@ -4,7 +4,10 @@
 // own serialisation of a sample, so that a scan that cannot be kept is
 // refused before it starts.
 
+#include <HVX/App/Data/ScanData.h>
+
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace halvex {
@@ -12,6 +15,9 @@ namespace halvex {
 enum class Shape { Spectral, Spatial, Combined };
 
 const char* ShapeName(Shape shape);
+
+// An empty scan data object of the shape.
+std::shared_ptr<nrq::IScanData> MakeScanData(Shape shape);
 
 struct ScanEstimate {
     int64_t points = 0;
