@@ -43,6 +43,7 @@ public:
 
     // Forgets all entries, then loads every "*.json" of the folder unless noLoad.
     void SetDirectory(std::string_view path, bool noLoad);
+    // A reference to the member: read it while no other thread sets the directory.
     const std::string& GetDirectory() const;
     void Reload();
 
