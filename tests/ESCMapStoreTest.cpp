@@ -156,6 +156,18 @@ TEST_F(ESCMapStoreTest, GeneratedFileNameUsesTheFirstRunOfEach) {
     EXPECT_EQ(SortedFiles(dir), (std::vector<std::string>{"-.json", "ALPHA-XY12.json", "ROHDE-1234.json"}));
 }
 
+TEST_F(ESCMapStoreTest, TwoInstrumentsMayShareAGeneratedFileName) {
+    store->SetDirectory(directory, true);
+    store->AddEntry("Alpha Labs", "1-a", "", ESCFeatureSet{});
+    store->AddEntry("ALPHA", "1", "", CenterOnlySet());
+    EXPECT_EQ(store->GetEntryKeys().size(), 2u);
+    EXPECT_EQ(store->FindEntry("Alpha Labs", "1-a")->fileName, "ALPHA-1");
+    EXPECT_EQ(store->FindEntry("ALPHA", "1")->fileName, "ALPHA-1");
+    // The later one wins the file.
+    EXPECT_EQ(SortedFiles(dir), std::vector<std::string>{"ALPHA-1.json"});
+    EXPECT_NE(test::ReadFileBytes(dir / "ALPHA-1.json").find("\"serial_id\": \"1\",\n"), std::string::npos);
+}
+
 TEST_F(ESCMapStoreTest, AGivenFileNameIsTakenAsItIs) {
     store->SetDirectory(directory, true);
     store->AddEntry("Alpha", "1", "my set", ESCFeatureSet{});
