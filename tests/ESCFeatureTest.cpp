@@ -1,4 +1,5 @@
 #include "HVX/ESC/Features.h"
+#include "HVX/ESC/Interpreter.h"
 
 #include <gtest/gtest.h>
 
@@ -351,6 +352,15 @@ TEST(ESCFeature, BuiltInTableIsOneConstantVector) {
     // No candidate is a power unit: the two dBm rows are setup features.
     for (const ESCFeature& feature : GetBuiltInFeatures())
         EXPECT_NE(feature.type, Type::PowerUnit) << feature.label;
+}
+
+TEST(ESCFeature, BuiltInScriptsAreTextThatPrintsItself) {
+    for (const ESCFeature& feature : GetBuiltInFeatures()) {
+        const std::string& script = feature.command.empty() ? feature.commandQuery : feature.command;
+        ESCInterpreter interpreter;
+        interpreter.Run(script);
+        EXPECT_EQ(interpreter.GetOutput(), script + "\n");
+    }
 }
 
 TEST(ESCFeature, BuiltInDefaults) {
