@@ -13,6 +13,8 @@ namespace nrq {
 struct NetInterface {
     uint32_t address = 0;
     uint32_t mask = 0;
+
+    bool operator==(const NetInterface&) const = default;
 };
 
 // One ICMP echo. False when no good reply came within the time-out or the

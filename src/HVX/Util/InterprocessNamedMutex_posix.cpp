@@ -79,6 +79,8 @@ struct InterprocessNamedMutex::Shared {
     std::string name; // empty for an unnamed mutex
     int fd = -1;
     MutexBlock* block = nullptr;
+    // How often this handle's owner has won it; changed only by the owner.
+    long held = 0;
 
     Shared() = default;
     Shared(const Shared&) = delete;
@@ -87,7 +89,9 @@ struct InterprocessNamedMutex::Shared {
     ~Shared() {
         if (fd >= 0)
             Release();
-        if (block)
+        // The system finds a held mutex through this mapping when its owner ends,
+        // and can only then report it abandoned; so a held one stays mapped.
+        if (block && held == 0)
             ::munmap(block, sizeof(MutexBlock));
         if (fd >= 0)
             ::close(fd);
@@ -188,12 +192,15 @@ void InterprocessNamedMutex::lock() {
         RaiseAbandoned(shared->block->mutex);
     if (result != 0)
         throw Error();
+    ++shared->held;
 }
 
 bool InterprocessNamedMutex::try_lock() {
     const int result = pthread_mutex_trylock(&shared->block->mutex);
-    if (result == 0)
+    if (result == 0) {
+        ++shared->held;
         return true;
+    }
     if (result == EBUSY)
         return false;
     if (result == EOWNERDEAD)
@@ -201,6 +208,9 @@ bool InterprocessNamedMutex::try_lock() {
     throw Error();
 }
 
-void InterprocessNamedMutex::unlock() { pthread_mutex_unlock(&shared->block->mutex); }
+void InterprocessNamedMutex::unlock() {
+    if (pthread_mutex_unlock(&shared->block->mutex) == 0)
+        --shared->held;
+}
 
 } // namespace nrq
