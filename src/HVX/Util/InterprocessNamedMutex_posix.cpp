@@ -87,8 +87,13 @@ struct InterprocessNamedMutex::Shared {
     Shared& operator=(const Shared&) = delete;
 
     ~Shared() {
-        if (fd >= 0)
-            Release();
+        if (fd >= 0) {
+            try {
+                Release();
+            } catch (const Error&) {
+                // The name then outlives its last handle; nothing worse.
+            }
+        }
         // The system finds a held mutex through this mapping when its owner ends,
         // and can only then report it abandoned; so a held one stays mapped.
         if (block && held == 0)
@@ -209,8 +214,10 @@ bool InterprocessNamedMutex::try_lock() {
 }
 
 void InterprocessNamedMutex::unlock() {
-    if (pthread_mutex_unlock(&shared->block->mutex) == 0)
-        --shared->held;
+    // Counted down while still held, so the count stays guarded by the mutex itself.
+    --shared->held;
+    if (pthread_mutex_unlock(&shared->block->mutex) != 0)
+        ++shared->held;
 }
 
 } // namespace nrq
