@@ -1,16 +1,16 @@
 #include "HVX/Visa/VisaConnection.h"
 
-#include "HVX/System/Net.h"
-#include "HVX/Visa/Visa.h"
-
-#include <array>
-#include <regex>
-
 // GCC 12's regex automaton trips a false maybe-uninitialized warning when
 // instrumented for sanitizers.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
+
+#include "HVX/System/Net.h"
+#include "HVX/Visa/Visa.h"
+
+#include <array>
+#include <regex>
 
 namespace nrq {
 namespace {
