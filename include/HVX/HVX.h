@@ -40,4 +40,8 @@
 #include "HVX/Graphics/State.h"
 #include "HVX/Init.h"
 #include "HVX/Math/Delaunay.h"
+#include "HVX/System/Net.h"
+#include "HVX/Util/InterprocessNamedMutex.h"
+#include "HVX/Visa/Connection.h"
 #include "HVX/Visa/Visa.h"
+#include "HVX/Visa/VisaConnection.h"
