@@ -36,6 +36,10 @@ void ListDialects() {
 // Blocks the stop signals in every thread, so that the main thread alone
 // takes them with sigwait.
 sigset_t BlockStopSignals() {
+    // A shell starts background jobs with SIGINT ignored; an ignored signal
+    // would never reach sigwait.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);

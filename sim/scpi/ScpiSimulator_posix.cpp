@@ -46,12 +46,14 @@ private:
     void Run();
     void Serve(int client);
     bool ProcessInput(int client, std::string& input, std::string& pending);
+    void DropOverlongLine(std::string& input);
     WaitResult Wait(int fd, short events, int timeoutMs);
     bool SendAll(int client, const std::string& bytes);
     bool Pause(std::chrono::milliseconds delay);
     void DrainAvailable(int client, std::string& input);
 
     std::chrono::milliseconds window_;
+    bool skippingLine_ = false; // the rest of an overlong line is dropped up to its end
     int listen_ = -1;
     int wakeRead_ = -1;
     int wakeWrite_ = -1;
@@ -169,10 +171,31 @@ void ScpiSimulator::Server::DrainAvailable(int client, std::string& input) {
     }
 }
 
+void ScpiSimulator::Server::DropOverlongLine(std::string& input) {
+    if (skippingLine_) {
+        const size_t end = input.find('\n');
+        input.erase(0, end == std::string::npos ? input.size() : end + 1);
+        skippingLine_ = end == std::string::npos;
+    }
+    if (input.size() > kMaxInputBytes && input.find('\n') == std::string::npos) {
+        input.clear();
+        skippingLine_ = true;
+        std::lock_guard lock(mutex);
+        instrument.InputOverrun();
+    }
+}
+
 // Runs every complete line of the input. False when the link is to close.
 bool ScpiSimulator::Server::ProcessInput(int client, std::string& input, std::string& pending) {
+    DropOverlongLine(input);
     size_t end;
     while ((end = input.find('\n')) != std::string::npos) {
+        if (end > kMaxInputBytes) {
+            input.erase(0, end + 1);
+            std::lock_guard lock(mutex);
+            instrument.InputOverrun();
+            continue;
+        }
         std::string line = input.substr(0, end);
         input.erase(0, end + 1);
         if (!line.empty() && line.back() == '\r')
@@ -199,15 +222,11 @@ bool ScpiSimulator::Server::ProcessInput(int client, std::string& input, std::st
             return false;
         }
     }
-    if (input.size() > kMaxInputBytes) {
-        input.clear();
-        std::lock_guard lock(mutex);
-        instrument.InputOverrun();
-    }
     return true;
 }
 
 void ScpiSimulator::Server::Serve(int client) {
+    skippingLine_ = false;
     std::string input;
     std::string pending;
     for (;;) {
