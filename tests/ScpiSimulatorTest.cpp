@@ -709,6 +709,22 @@ TEST(ScpiSimulatorTest, SettingsMirrorTheCommands) {
     EXPECT_EQ(settings.byteOrder, ByteOrder::LittleEndian);
 }
 
+TEST(ScpiSimulatorTest, AdjustedDialectChangesOneInstrument) {
+    ScpiSimulatorOptions options = Dialect("bravo");
+    options.adjustDialect = [](hvxsim::ScpiDialect& dialect) {
+        dialect.points = 501;
+        dialect.serial = "MY00000501";
+        dialect.tail = hvxsim::BlockTail::TwoSpareBytes;
+    };
+    ScpiSimulator sim(options);
+    LoopbackClient client(sim.Port());
+    EXPECT_EQ(client.Query("*IDN?"), "Bravo Technologies,BX9020,MY00000501,A.24.05\n");
+    EXPECT_EQ(client.Query("SWE:POIN?"), "501\n");
+    client.Send("TRAC:DATA? TRACE1\n");
+    EXPECT_EQ(ReadBlock(client, 2).tail, std::string(2, '\0'));
+    EXPECT_EQ(hvxsim::FindScpiDialect("bravo")->points, 1001);
+}
+
 TEST(ScpiSimulatorTest, DialectTableHasTheFamilies) {
     std::vector<std::string> names;
     for (const hvxsim::ScpiDialect& dialect : hvxsim::ScpiDialects())

@@ -250,13 +250,21 @@ void ScpiSimulator::Server::Serve(int client) {
     }
 }
 
-ScpiSimulator::ScpiSimulator(ScpiSimulatorOptions options)
-    : dialect_([&]() -> const ScpiDialect& {
-          const ScpiDialect* dialect = FindScpiDialect(options.dialect);
-          if (!dialect)
-              throw std::invalid_argument("unknown SCPI dialect \"" + options.dialect + "\"");
-          return *dialect;
-      }()) {
+namespace {
+
+ScpiDialect ChooseDialect(const ScpiSimulatorOptions& options) {
+    const ScpiDialect* dialect = FindScpiDialect(options.dialect);
+    if (!dialect)
+        throw std::invalid_argument("unknown SCPI dialect \"" + options.dialect + "\"");
+    ScpiDialect chosen = *dialect;
+    if (options.adjustDialect)
+        options.adjustDialect(chosen);
+    return chosen;
+}
+
+} // namespace
+
+ScpiSimulator::ScpiSimulator(ScpiSimulatorOptions options) : dialect_(ChooseDialect(options)) {
     server_ = std::make_unique<Server>(dialect_, options);
     port_ = server_->Port();
 }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,9 @@ struct ScpiSimulatorOptions {
     // sent; a command arriving meanwhile discards it with -410. Zero: only
     // commands that arrived together with the query interrupt it.
     std::chrono::milliseconds queryInterruptWindow{0};
+    // Changes a copy of the dialect before the instrument starts, for an
+    // instrument that differs from its family (other points, ranges, tail...).
+    std::function<void(ScpiDialect&)> adjustDialect;
 };
 
 // A simulated SCPI spectrum analyzer on a TCP socket at 127.0.0.1, served by
@@ -71,7 +75,7 @@ public:
 private:
     class Server;
 
-    const ScpiDialect& dialect_;
+    ScpiDialect dialect_;
     uint16_t port_ = 0;
     std::unique_ptr<Server> server_;
 };
