@@ -59,6 +59,7 @@ private:
     int wakeWrite_ = -1;
     uint16_t port_ = 0;
     std::atomic<bool> stopping_{false};
+    std::mutex stopMutex_; // Stop may come from several threads; one joins
     std::thread thread_;
 };
 
@@ -105,6 +106,7 @@ void ScpiSimulator::Server::Stop() {
         const char byte = 1;
         [[maybe_unused]] const ssize_t written = ::write(wakeWrite_, &byte, 1);
     }
+    std::lock_guard lock(stopMutex_);
     if (thread_.joinable() && thread_.get_id() != std::this_thread::get_id())
         thread_.join();
 }

@@ -2,6 +2,7 @@
 // LAN instruments on a machine without a vendor's.
 
 #include "hvxvisa/VisaResourceName.h"
+#include "hvxvisa/VisaStatusText.h"
 #include "hvxvisa/VisaTypes.h"
 
 #include <arpa/inet.h>

@@ -29,7 +29,4 @@ bool MatchesVisaExpression(std::string_view expression, std::string_view name, b
 // The names of a list split at ',' or ';', blanks trimmed, empty ones dropped.
 std::vector<std::string> SplitResourceList(std::string_view list);
 
-// The description viStatusDesc gives for a status, and whether it is known.
-const char* VisaStatusText(ViStatus status, bool& known);
-
 } // namespace hvxvisa
