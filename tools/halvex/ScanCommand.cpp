@@ -330,6 +330,13 @@ const char* SignalName(int signal) {
     }
 }
 
+// A second signal: the user does not want to wait for the sweep in hand.
+[[noreturn]] void LeaveAtOnce(int signal, const ScanOptions& options) {
+    PrintError(fmt::format("{} again: leaving at once; {} is not written", SignalName(signal),
+                           ShownName(options.out, true)));
+    std::_Exit(exitFailure);
+}
+
 struct ScanOutcomeText {
     bool interrupted = false;
     double elapsed = 0;
@@ -346,12 +353,8 @@ ScanOutcomeText WatchScan(nrq::GenericScanTask& task, HostScanner& scanner, cons
     Clock::time_point lastLine = started;
     while (!run.finished.load()) {
         if (const int signal = signals.Wait(std::chrono::milliseconds(100))) {
-            if (outcome.interrupted) {
-                // A second signal: the user does not want to wait for the sweep.
-                PrintError(fmt::format("{} again: leaving at once; {} is not written", SignalName(signal),
-                                       ShownName(options.out, true)));
-                std::_Exit(exitFailure);
-            }
+            if (outcome.interrupted)
+                LeaveAtOnce(signal, options);
             outcome.interrupted = true;
             run.stopRequested.store(true);
             talk(fmt::format("{}{}: stopping after the sweep in hand...\n", talk.Terminal() ? "\n" : "",
@@ -373,6 +376,9 @@ ScanOutcomeText WatchScan(nrq::GenericScanTask& task, HostScanner& scanner, cons
         }
     }
     scanThread.join();
+    // A second signal that came while the scan was ending still means: now.
+    if (const int signal = signals.Wait(std::chrono::milliseconds(0)); signal && outcome.interrupted)
+        LeaveAtOnce(signal, options);
     outcome.elapsed = std::chrono::duration<double>(Clock::now() - started).count();
     if (talk.Terminal() && !outcome.interrupted)
         talk(fmt::format("\r{}\033[K\n", FormatProgress(run.points.load(), planned, outcome.elapsed, 30)));
