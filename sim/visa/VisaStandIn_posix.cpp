@@ -297,6 +297,24 @@ ViStatus GetInstrumentAttribute(Instrument& instrument, ViAttr attribute, void* 
     }
 }
 
+// The checks and locking that reads and writes share; `move` does the transfer.
+template <class Buffer, class Move>
+ViStatus Transfer(ViSession id, Buffer buffer, ViUInt32 count, ViPUInt32 returned, Move move) {
+    if (returned)
+        *returned = 0;
+    const std::shared_ptr<Instrument> instrument = FindInstrument(id);
+    if (!instrument)
+        return kViErrorInvObject;
+    if (!buffer && count > 0)
+        return kViErrorUserBuf;
+    std::lock_guard lock(instrument->io);
+    ViUInt32 done = 0;
+    const ViStatus status = move(*instrument, buffer, count, done);
+    if (returned)
+        *returned = done;
+    return status;
+}
+
 } // namespace
 
 } // namespace hvxvisa
@@ -500,19 +518,7 @@ HVX_VISA_EXPORT ViStatus viTerminate(ViObject id, ViUInt16, ViJobId) {
 }
 
 HVX_VISA_EXPORT ViStatus viRead(ViSession id, ViPBuf buffer, ViUInt32 count, ViPUInt32 returned) {
-    if (returned)
-        *returned = 0;
-    const std::shared_ptr<Instrument> instrument = FindInstrument(id);
-    if (!instrument)
-        return kViErrorInvObject;
-    if (!buffer && count > 0)
-        return kViErrorUserBuf;
-    std::lock_guard lock(instrument->io);
-    ViUInt32 taken = 0;
-    const ViStatus status = ReadInstrument(*instrument, buffer, count, taken);
-    if (returned)
-        *returned = taken;
-    return status;
+    return Transfer(id, buffer, count, returned, ReadInstrument);
 }
 
 HVX_VISA_EXPORT ViStatus viReadAsync(ViSession id, ViPBuf, ViUInt32, ViPJobId job) {
@@ -522,19 +528,7 @@ HVX_VISA_EXPORT ViStatus viReadAsync(ViSession id, ViPBuf, ViUInt32, ViPJobId jo
 }
 
 HVX_VISA_EXPORT ViStatus viWrite(ViSession id, ViConstBuf buffer, ViUInt32 count, ViPUInt32 returned) {
-    if (returned)
-        *returned = 0;
-    const std::shared_ptr<Instrument> instrument = FindInstrument(id);
-    if (!instrument)
-        return kViErrorInvObject;
-    if (!buffer && count > 0)
-        return kViErrorUserBuf;
-    std::lock_guard lock(instrument->io);
-    ViUInt32 sent = 0;
-    const ViStatus status = WriteInstrument(*instrument, buffer, count, sent);
-    if (returned)
-        *returned = sent;
-    return status;
+    return Transfer(id, buffer, count, returned, WriteInstrument);
 }
 
 HVX_VISA_EXPORT ViStatus viWriteAsync(ViSession id, ViConstBuf, ViUInt32, ViPJobId job) {
