@@ -105,7 +105,7 @@ TEST(HalvexStore, WrongCommandLinesAreRefusedBeforeTheStoreIsTouched) {
     const auto dir = test::MakeTempDir("halvex-store-untouched") / "sets";
     const Outcome bad = Halvex("store frob" + StoreOption(dir));
     EXPECT_EQ(bad.code, 2);
-    EXPECT_EQ(bad.output, "halvex: ACTION: takes list, show or remove, not 'frob'\nTry 'halvex store --help'.\n");
+    EXPECT_EQ(bad.output, "halvex: ACTION: takes list, show, remove or add, not 'frob'\nTry 'halvex store --help'.\n");
     const Outcome nameless = Halvex("store show" + StoreOption(dir));
     EXPECT_EQ(nameless.code, 2);
     EXPECT_EQ(nameless.output, "halvex: store show needs NAME, or MANUFACTURER SERIAL\nTry 'halvex store --help'.\n");
@@ -130,6 +130,38 @@ TEST(HalvexStore, ADamagedFileCostsOnlyItsOwnSet) {
     EXPECT_EQ(list.code, 0);
     EXPECT_EQ(list.output, "ALPHA-XY12: Alpha Beta, serial Xy12-34, 2 features\n"
                            "ZULU-9: Zulu, serial 9, 1 feature\n");
+}
+
+TEST(HalvexStore, AddTakesWhatShowPrintsIntoAnotherStore) {
+    const auto from = StoreWithTwoSets();
+    const auto to = test::MakeTempDir("halvex-store-to");
+    const auto file = test::MakeTempDir("halvex-store-file") / "set.json";
+    test::WriteFileBytes(file, Halvex("store show ALPHA-XY12" + StoreOption(from)).output);
+    const Outcome added = Halvex("store add " + Quote(file) + StoreOption(to));
+    EXPECT_EQ(added.code, 0) << added.output;
+    EXPECT_EQ(added.output, "added ALPHA-XY12 (Alpha Beta, serial Xy12-34) in " + to.string() + "\n");
+    EXPECT_EQ(test::ReadFileBytes(to / "ALPHA-XY12.json"), test::ReadFileBytes(from / "ALPHA-XY12.json"));
+    const Outcome again = Halvex("store add " + Quote(file) + StoreOption(to));
+    EXPECT_EQ(again.output, "replaced ALPHA-XY12 (Alpha Beta, serial Xy12-34) in " + to.string() + "\n");
+}
+
+TEST(HalvexStore, AddRefusesAFileThatIsNoFeatureSet) {
+    const auto store = test::MakeTempDir("halvex-store-refusing");
+    const auto dir = test::MakeTempDir("halvex-store-bad");
+    test::WriteFileBytes(dir / "types.json", "{\"version\": 1, \"manufacturer\": 7, \"serial_id\": \"1\"}");
+    const Outcome types = Halvex("store add " + Quote(dir / "types.json") + StoreOption(store));
+    EXPECT_EQ(types.code, 1);
+    EXPECT_EQ(types.output.rfind("halvex: " + (dir / "types.json").string() + " is not a feature-set file: ", 0), 0u)
+        << types.output;
+    EXPECT_NE(types.output.find("type must be string, but is number"), std::string::npos) << types.output;
+    test::WriteFileBytes(dir / "text.json", "not json");
+    const Outcome text = Halvex("store add " + Quote(dir / "text.json") + StoreOption(store));
+    EXPECT_EQ(text.code, 1);
+    EXPECT_EQ(text.output.rfind("halvex: " + (dir / "text.json").string() + " is not a feature-set file: ", 0), 0u)
+        << text.output;
+    const Outcome missing = Halvex("store add " + Quote(dir / "none.json") + StoreOption(store));
+    EXPECT_EQ(missing.output, "halvex: cannot read " + (dir / "none.json").string() + ": No such file or directory\n");
+    EXPECT_TRUE(std::filesystem::is_empty(store));
 }
 
 } // namespace
