@@ -23,6 +23,7 @@
 #include <fmt/format.h>
 #endif
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <memory>
@@ -357,6 +358,90 @@ TEST_F(AutoSCPIAnalyzerTest, ScanOfTheDefaultDialectDeliversTheTracesBitForBit) 
     EXPECT_TRUE(task->UnlockResources());
     EXPECT_FALSE(analyzer->IsConnected());
     ExpectEarlierSweepsKept();
+}
+
+TEST_F(AutoSCPIAnalyzerTest, SetupAndSweepGoOutAsTheStoredCommandsMake) {
+    hvxsim::ScpiSimulator simulator(Dialect("default"));
+    StoreSet(simulator, test::SimFeatureSet("default", test::PrefixedBlock(SCPIValueFormat::NativeFloat32, -1)));
+    const auto analyzer = AddAnalyzer(simulator);
+    ASSERT_NE(analyzer, nullptr);
+    const std::unique_ptr<GenericScanTask> task = MakeScan(simulator, analyzer);
+    ASSERT_TRUE(task->LockResources());
+    const std::vector<std::string> setup = simulator.ReceivedMessages();
+    const auto sent = [&setup](const std::string& message) {
+        return std::find(setup.begin(), setup.end(), message) != setup.end();
+    };
+    for (const char* message : {"INIT:CONT 0", "FORMAT:BORD SWAP", "FREQ:CENT 2e+06", "FREQ:SPAN 2e+06",
+                                "POW:RF:ATT 0", "BAND 100000", "UNIT:POW DBM", "FORMAT:DATA REAL,32", "SWE:POIN?"})
+        EXPECT_TRUE(sent(message)) << message;
+    // Sweep points were left unset: only their query goes out.
+    EXPECT_EQ(std::count_if(setup.begin(), setup.end(),
+                            [](const std::string& message) { return message.starts_with("SWE:POIN "); }),
+              0);
+
+    ExpectStepBringsTheTrace(*task, simulator);
+    const std::vector<std::string> all = simulator.ReceivedMessages();
+    ASSERT_EQ(all.size(), setup.size() + 3);
+    EXPECT_EQ(std::vector<std::string>(all.end() - 3, all.end()),
+              (std::vector<std::string>{"INIT", "*WAI", "TRAC? trace1"}));
+    EXPECT_EQ(simulator.TriggerCount(), 1u);
+    EXPECT_TRUE(task->UnlockResources());
+}
+
+TEST_F(AutoSCPIAnalyzerTest, MalformedBlockPrefixFailsTheSweep) {
+    hvxsim::ScpiSimulator simulator(Dialect("default"));
+    StoreSet(simulator, test::SimFeatureSet("default", test::PrefixedBlock(SCPIValueFormat::NativeFloat32, -1)));
+    const auto analyzer = AddAnalyzer(simulator);
+    ASSERT_NE(analyzer, nullptr);
+    const std::unique_ptr<GenericScanTask> task = MakeScan(simulator, analyzer);
+    ASSERT_TRUE(task->LockResources());
+    ExpectStepBringsTheTrace(*task, simulator);
+    simulator.SendMalformedBlockPrefix("#X");
+    EXPECT_EQ(StepError(*task), measurementsFailed);
+    ExpectEarlierSweepsKept();
+    EXPECT_TRUE(task->UnlockResources());
+}
+
+// Opens QueryInfo to the test.
+class InspectableAnalyzer : public AutoSCPIAnalyzer {
+public:
+    using AutoSCPIAnalyzer::AutoSCPIAnalyzer;
+    using AutoSCPIAnalyzer::QueryInfo;
+};
+
+TEST_F(AutoSCPIAnalyzerTest, FailedIdentityQueryLeavesEmptyInformation) {
+    hvxsim::ScpiSimulator simulator(Dialect("default"));
+    StoreSet(simulator, test::SimFeatureSet("default", test::PrefixedBlock(SCPIValueFormat::NativeFloat32, -1)));
+    InspectableAnalyzer analyzer(Resource(simulator));
+    ASSERT_TRUE(analyzer.Connect());
+    analyzer.QueryInfo();
+    EXPECT_EQ(analyzer.GetInfo().model, "SIM-SA3000");
+    simulator.AnswerIdentityWithTooFewFields(true);
+    analyzer.QueryInfo();
+    EXPECT_EQ(analyzer.GetInfo().model, "");
+    EXPECT_EQ(analyzer.GetInfo().manufacturer, "");
+    EXPECT_EQ(analyzer.GetInfo().serial, "");
+    analyzer.Disconnect();
+}
+
+TEST_F(AutoSCPIAnalyzerTest, ReconnectStartsWithoutTheScriptVariables) {
+    hvxsim::ScpiSimulator simulator(Dialect("default"));
+    StoreSet(simulator, test::SimFeatureSet("default", test::PrefixedBlock(SCPIValueFormat::NativeFloat32, -1)));
+    AutoSCPIAnalyzer analyzer(Resource(simulator));
+    ASSERT_TRUE(analyzer.Connect());
+    AutoSCPIAnalyzerParameters parameters;
+    parameters.SetMinFrequency(Frequency(1e6));
+    parameters.SetMaxFrequency(Frequency(3e6));
+    analyzer.SetAnalyzerParameters(&parameters);
+    analyzer.InitAnalyzer();
+    analyzer.GetState().interpreter->Run("{FrequencyCenter}");
+    EXPECT_EQ(analyzer.GetState().interpreter->GetOutput(), "2e+06\n");
+
+    analyzer.Disconnect();
+    ASSERT_TRUE(analyzer.Connect());
+    analyzer.GetState().interpreter->Run("{FrequencyCenter}");
+    EXPECT_EQ(analyzer.GetState().interpreter->GetOutput(), "");
+    analyzer.Disconnect();
 }
 
 TEST_F(AutoSCPIAnalyzerTest, SwappedByteOrderIsDecodedBitForBit) {
