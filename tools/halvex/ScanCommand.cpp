@@ -11,6 +11,8 @@
 #include "Progress.h"
 #include "ScanFile.h"
 #include "ScanPlan.h"
+#include "FeatureStore.h"
+#include "ScpiAnalyzer.h"
 
 #include <HVX/HVX.h>
 
@@ -61,9 +63,13 @@ struct ScanArguments {
     std::string behavior = "overwrite";
     int sweepMilliseconds = 20;
     bool quiet = false;
+    std::string analyzer = "null";
+    std::vector<std::string> settings;
+    std::string store;
     // Which options were given at all.
     bool boardGiven = false;
     bool levelGiven = false;
+    bool sweepGiven = false;
 };
 
 struct ScanOptions {
@@ -80,6 +86,9 @@ struct ScanOptions {
     nrq::RepeatingBehavior behavior = nrq::RepeatingBehavior::Overwrite;
     int sweepMilliseconds = 20;
     bool quiet = false;
+    std::string scpiResource; // empty: the simulated analyzer
+    std::vector<std::string> settings;
+    std::string store;
 };
 
 int ParseCellNumber(std::string_view text, const char* what, int high) {
@@ -144,6 +153,15 @@ ScanOptions Resolve(const ScanArguments& given) {
     options.behavior =
         given.behavior == "combine" ? nrq::RepeatingBehavior::Combine : nrq::RepeatingBehavior::Overwrite;
     options.sweepMilliseconds = given.sweepMilliseconds;
+    options.scpiResource = ScpiResource(given.analyzer);
+    if (given.analyzer != "null" && options.scpiResource.empty())
+        throw UsageError{fmt::format("--analyzer takes null or scpi:RESOURCE, not '{}'", given.analyzer)};
+    if (!given.settings.empty() && options.scpiResource.empty())
+        throw UsageError{"--set belongs to an SCPI analyzer: give --analyzer scpi:RESOURCE"};
+    if (given.sweepGiven && !options.scpiResource.empty())
+        throw UsageError{"--sweep-ms belongs to the simulated analyzer; an SCPI analyzer sweeps in its own time"};
+    options.settings = given.settings;
+    options.store = given.store;
     return options;
 }
 
@@ -393,7 +411,7 @@ uint64_t FixedFileBytes(const nrq::AnalyzerParameters& analyzer, const nrq::Scan
 }
 
 ScanNotes MakeNotes(const ScanRun& run, bool interrupted, int64_t planned, const nrq::FrequencyStartStop& range,
-                    const nrq::AnalyzerParameters& analyzer, const ScanOptions& options) {
+                    const nrq::AnalyzerParameters& analyzer, size_t sweepPoints, const ScanOptions& options) {
     ScanNotes notes;
     notes.interleaved = options.interleaved;
     notes.outcome = run.error ? ScanOutcome::Failed : interrupted ? ScanOutcome::Stopped : ScanOutcome::Finished;
@@ -402,7 +420,7 @@ ScanNotes MakeNotes(const ScanRun& run, bool interrupted, int64_t planned, const
     notes.startHz = range.start.Hz();
     notes.stopHz = range.stop.Hz();
     notes.rbwHz = analyzer.GetRBW().Hz();
-    notes.sweepPoints = static_cast<int32_t>(nrq::NullAnalyzer::pointsPerSweep);
+    notes.sweepPoints = static_cast<int32_t>(sweepPoints);
     return notes;
 }
 
@@ -413,6 +431,64 @@ std::unique_ptr<nrq::Compensation> ReadCorrection(const std::string& path) {
     } catch (const std::exception&) {
         throw std::runtime_error(ShownName(path, false) + ": " + DescribeFailure(std::current_exception()));
     }
+}
+
+// The analyzer of the scan: the simulated one, or an SCPI analyzer that is
+// reached, identified and set up before the first sweep.
+struct ChosenAnalyzer {
+    std::shared_ptr<nrq::AutoSCPIAnalyzer> device; // null: the simulated analyzer
+    std::unique_ptr<nrq::AnalyzerParameters> parameters;
+    size_t sweepPoints = nrq::NullAnalyzer::pointsPerSweep;
+    std::string sweeps;
+    bool timed = true;
+
+    // What the sweeps delivered, where the instrument has swept.
+    size_t MeasuredSweepPoints() const {
+        if (device && device->GetState().valueCount > 0)
+            return static_cast<size_t>(device->GetState().valueCount);
+        return sweepPoints;
+    }
+};
+
+// The points that a sweep will bring, as the settings say; a guess without one.
+size_t PlannedSweepPoints(const ScpiAnalyzer& scpi) {
+    constexpr size_t usual = 1001;
+    for (const nrq::ESCFeature& feature : scpi.entry->featureSet.features) {
+        if (feature.type != nrq::ESCFeatureType::SweepPoints || !(feature.modes & 1))
+            continue;
+        const auto found = scpi.parameters->variableMap.find(feature.label);
+        if (found == scpi.parameters->variableMap.end())
+            return usual;
+        const auto* points = std::get_if<int64_t>(&found->second.value);
+        return points && *points > 0 ? static_cast<size_t>(*points) : usual;
+    }
+    return usual;
+}
+
+ChosenAnalyzer ChooseAnalyzer(const ScanOptions& options) {
+    ChosenAnalyzer chosen;
+    if (options.scpiResource.empty()) {
+        chosen.parameters = std::make_unique<nrq::NullAnalyzerParameters>();
+        chosen.sweeps = fmt::format("sweeps of {} ms", options.sweepMilliseconds);
+        return chosen;
+    }
+    OpenStore(options.store);
+    ScpiAnalyzer scpi = ConnectScpiAnalyzer(options.scpiResource, options.store);
+    ApplySettings(scpi, options.settings);
+    chosen.sweepPoints = PlannedSweepPoints(scpi);
+    chosen.sweeps = fmt::format("sweeps by {} at {}, {} to {}", DescribeInstrument(scpi.device->GetInfo()),
+                                options.scpiResource, scpi.parameters->GetMinFrequency().ToString(),
+                                scpi.parameters->GetMaxFrequency().ToString());
+    chosen.timed = false;
+    chosen.device = std::move(scpi.device);
+    chosen.parameters = std::move(scpi.parameters);
+    return chosen;
+}
+
+std::shared_ptr<nrq::Analyzer> MakeNullAnalyzer(const ScanOptions& options) {
+    auto analyzer = std::make_shared<nrq::NullAnalyzer>(0);
+    analyzer->SetSweepDuration(std::chrono::milliseconds(options.sweepMilliseconds));
+    return analyzer;
 }
 
 int RunScan(const ScanArguments& given) {
@@ -430,16 +506,17 @@ int RunScan(const ScanArguments& given) {
         correction = ReadCorrection(options.correction);
 
     const std::unique_ptr<nrq::ScannerParameters> scannerParameters = MakeScannerParameters(options);
-    const nrq::NullAnalyzerParameters analyzerParameters;
+    ChosenAnalyzer chosen = ChooseAnalyzer(options);
+    const nrq::AnalyzerParameters& analyzerParameters = *chosen.parameters;
     const int64_t planned = PlannedPoints(options);
     const ScanEstimate estimate =
-        EstimateScan(options.shape, planned, options.sweepMilliseconds, nrq::NullAnalyzer::pointsPerSweep,
+        EstimateScan(options.shape, planned, options.sweepMilliseconds, chosen.sweepPoints,
                      FixedFileBytes(analyzerParameters, *scannerParameters), !options.csv.empty());
-    talk(fmt::format("scan: {} points ({}), {} data, {} pass{}, sweeps of {} ms\n", planned, Describe(options),
-                     ShapeName(options.shape), options.repeat, options.repeat == 1 ? "" : "es",
-                     options.sweepMilliseconds));
-    talk(fmt::format("estimate: about {}, a scan file of about {}{}, about {} of memory\n",
-                     FormatDuration(estimate.seconds), FormatBytes(estimate.fileBytes),
+    talk(fmt::format("scan: {} points ({}), {} data, {} pass{}, {}\n", planned, Describe(options),
+                     ShapeName(options.shape), options.repeat, options.repeat == 1 ? "" : "es", chosen.sweeps));
+    talk(fmt::format("estimate: {}, a scan file of about {}{}, about {} of memory\n",
+                     chosen.timed ? "about " + FormatDuration(estimate.seconds) : std::string("time set by the analyzer"),
+                     FormatBytes(estimate.fileBytes),
                      options.csv.empty() ? "" : fmt::format(" and a CSV file of about {}", FormatBytes(estimate.csvBytes)),
                      FormatBytes(estimate.memoryBytes)));
     if (const std::string refusal = RefusalReason(estimate, options.shape, AvailableMemory()); !refusal.empty())
@@ -450,9 +527,8 @@ int RunScan(const ScanArguments& given) {
 
     StartLibrary();
     auto scanner = std::make_shared<HostScanner>(0);
-    auto analyzer = std::make_shared<nrq::NullAnalyzer>(0);
-    analyzer->SetSweepDuration(std::chrono::milliseconds(options.sweepMilliseconds));
-    if (!nrq::DeviceLoader::AddDevice(scanner) || !nrq::DeviceLoader::AddDevice(analyzer))
+    const std::shared_ptr<nrq::Analyzer> analyzer = chosen.device ? chosen.device : MakeNullAnalyzer(options);
+    if (!nrq::DeviceLoader::AddDevice(scanner) || (!chosen.device && !nrq::DeviceLoader::AddDevice(analyzer)))
         throw std::runtime_error("the simulated devices did not identify themselves");
     const std::string scannerId = nrq::DeviceLoader::MakeId(scanner->GetInfo());
     const std::string analyzerId = nrq::DeviceLoader::MakeId(analyzer->GetInfo());
@@ -466,13 +542,13 @@ int RunScan(const ScanArguments& given) {
     ScanRun run;
     const ScanOutcomeText outcome = WatchScan(task, *scanner, options, run, talk, planned);
     if (run.lockFailed)
-        throw std::runtime_error("the simulated devices are busy");
+        throw std::runtime_error("the devices are busy with another scan");
     if (correction && !data->ApplyCompensation(*correction))
         talk(fmt::format("note: {} data takes no correction\n", ShapeName(options.shape)));
 
     // What was measured is written also when the scan failed half-way.
     const ScanNotes notes = MakeNotes(run, outcome.interrupted, planned, analyzer->GetFrequencyRange(), analyzerParameters,
-                                     options);
+                                     chosen.MeasuredSweepPoints(), options);
     const std::string wroteScan =
         WriteWithRescue(options.out, WriteScanFile(&analyzerParameters, scannerParameters.get(), *data, notes),
                         "the scan file");
@@ -512,6 +588,15 @@ const char* const description =
     "position, the strongest frequency and its level (a heat map); combined\n"
     "keeps every sweep at every position (everything, and the largest).\n"
     "\n"
+    "With --analyzer scpi:RESOURCE the sweeps come from an SCPI spectrum\n"
+    "analyzer reached through VISA (TCPIP0::HOST::PORT::SOCKET for a LAN\n"
+    "instrument's socket), as its stored feature set describes it (see 'halvex\n"
+    "store' and 'halvex features RESOURCE'). --set LABEL=VALUE chooses a\n"
+    "setting; \"Frequency Start\" and \"Frequency Stop\" are the range (default\n"
+    "0 Hz to 1 GHz). The analyzer is reached and its settings are checked\n"
+    "before the first sweep; a sweep that fails ends the scan with what was\n"
+    "measured until then written.\n"
+    "\n"
     "A correction file (magic \"CORRECTION\": for each frequency a grid of values\n"
     "in dB by scanner cell, for the probe and its cable) is added to the measured\n"
     "amplitudes after the scan.\n"
@@ -527,6 +612,7 @@ const char* const footer =
     "  halvex scan --cells 0,0:5,4 --csv scan.csv\n"
     "  halvex scan --shape combined --level 2 --cells 10,10:12,12 --out board.hvxscan\n"
     "  halvex scan --board v1 --repeat 3 --behavior combine --shape spatial\n"
+    "  halvex scan --analyzer scpi:TCPIP0::127.0.0.1::5025::SOCKET --set \"Frequency Start=100 MHz\"\n"
     "\n"
     "Exit status: 0 done, 1 failure (a file could not be written where asked,\n"
     "a device or library error), 2 wrong command line or a scan refused before\n"
@@ -563,16 +649,25 @@ CommandRun Setup(CLI::App& command) {
                        "overwrite (default) or combine: what a later pass does with an earlier one's values")
         ->check(OneOf({"overwrite", "combine"}))
         ->type_name("B");
-    command.add_option("--sweep-ms", given->sweepMilliseconds,
+    CLI::Option* sweep = command.add_option("--sweep-ms", given->sweepMilliseconds,
                        "simulated sweep time in milliseconds, 0 to 60000 (default 20)")
         ->transform(Whole(0, 60000))
         ->type_name("MS");
     command.add_flag("--quiet", given->quiet, "print nothing but errors");
+    command.add_option("--analyzer", given->analyzer,
+                       "null (default), the simulated analyzer, or scpi:RESOURCE, an SCPI analyzer reached through VISA")
+        ->type_name("A");
+    command.add_option("--set", given->settings,
+                       "LABEL=VALUE, a setting of the SCPI analyzer (see halvex features RESOURCE); again for more")
+        ->type_name("LABEL=VALUE")
+        ->allow_extra_args(false);
+    AddStoreOption(command, given->store);
     command.footer(footer);
-    return [given, board, level] {
+    return [given, board, level, sweep] {
         ScanArguments arguments = *given;
         arguments.boardGiven = board->count() > 0;
         arguments.levelGiven = level->count() > 0;
+        arguments.sweepGiven = sweep->count() > 0;
         return RunScan(arguments);
     };
 }

@@ -1,6 +1,9 @@
 #include "ScanFile.h"
 
 #include "LibraryText.h"
+#include "SettingText.h"
+
+#include <HVX/Device/Analyzer/AutoSCPIAnalyzer.h>
 
 #include <HVX/App/Data/CombinedScanData.h>
 #include <HVX/App/Data/SpatialScanData.h>
@@ -143,6 +146,24 @@ std::string UnknownText(const nrq::ISerializable& object) {
 
 std::string Millimetres(float metres) { return fmt::format("{:.2f} mm", static_cast<double>(metres) * 1e3); }
 
+// The instrument by its identity, the range, and every setting the scan used.
+void DescribeScpiParameters(std::string& out, const nrq::AutoSCPIAnalyzerParameters& parameters,
+                            const std::optional<ScanNotes>& notes) {
+    out += fmt::format("analyzer parameters: ESCAP, an SCPI analyzer of {}, serial {}, {} to {}", parameters.manufacturer,
+                       parameters.serial, parameters.GetMinFrequency().ToString(),
+                       parameters.GetMaxFrequency().ToString());
+    if (notes && notes->sweepPoints > 0)
+        out += fmt::format(", {} points a sweep", notes->sweepPoints);
+    out += "\n";
+    std::vector<std::pair<std::string, std::string>> settings;
+    for (const auto& [label, stored] : parameters.variableMap)
+        if (label != "Frequency Start" && label != "Frequency Stop")
+            settings.emplace_back(label, ValueText(stored.value));
+    std::sort(settings.begin(), settings.end());
+    for (const auto& [label, value] : settings)
+        out += fmt::format("setting: {} = {}\n", label, value);
+}
+
 void DescribeAnalyzerParameters(std::string& out, const nrq::ISerializable* object,
                                 const std::optional<ScanNotes>& notes) {
     const auto* unknown = dynamic_cast<const nrq::IUnknownDeserialized*>(object);
@@ -154,6 +175,8 @@ void DescribeAnalyzerParameters(std::string& out, const nrq::ISerializable* obje
         out += fmt::format("analyzer parameters: {}\n", UnknownText(*object));
         if (notes && notes->sweepPoints > 0)
             out += fmt::format("analyzer as noted by halvex: {}\n", NotedAnalyzer(*notes));
+    } else if (const auto* scpi = dynamic_cast<const nrq::AutoSCPIAnalyzerParameters*>(object)) {
+        DescribeScpiParameters(out, *scpi, notes);
     } else {
         const auto& parameters = dynamic_cast<const nrq::AnalyzerParameters&>(*object);
         out += fmt::format("analyzer parameters: {}, {} to {}, RBW {}\n", parameters.GetSerialType(),

@@ -116,20 +116,6 @@ bool AllowsUnset(const nrq::ESCFeature& feature) { return feature.unset != nrq::
 
 } // namespace
 
-std::string ValueText(const nrq::ESCVariant& value) {
-    struct Visitor {
-        std::string operator()(nrq::Nil) const { return "-"; }
-        std::string operator()(int64_t v) const { return std::to_string(v); }
-        std::string operator()(double v) const { return fmt::format("{:g}", v); }
-        std::string operator()(nrq::DecibelMilliwatts v) const { return fmt::format("{:g} dBm", v.dBm()); }
-        std::string operator()(nrq::Frequency v) const { return v.ToString(); }
-        std::string operator()(const nrq::ESCString& v) const { return std::string(std::string_view(v)); }
-        std::string operator()(nrq::ESCFeatureAuto) const { return "auto"; }
-        std::string operator()(nrq::ESCFeatureUnset) const { return "unset"; }
-    };
-    return std::visit(Visitor{}, value);
-}
-
 std::string ChoicesText(const nrq::ESCFeature& feature) {
     std::string text;
     const auto values = nrq::GetFeatureValues(feature);
@@ -154,13 +140,14 @@ std::string ChoicesText(const nrq::ESCFeature& feature) {
 
 std::vector<const nrq::ESCFeature*> SettableFeatures(const nrq::ESCFeatureSet& set) {
     std::vector<const nrq::ESCFeature*> relevant;
-    for (const nrq::ESCFeature& feature : set.features)
-        if (feature.modes & 1)
-            relevant.push_back(&feature);
+    nrq::SCPIScanGetRelevantFeatureList(set.features, relevant);
     std::vector<const nrq::ESCFeature*> settable;
     std::set<std::string, std::less<>> seen;
     for (const nrq::ESCFeature* feature : relevant) {
-        if (!nrq::DoesFeatureHaveParameters(*feature) || !seen.insert(feature->label).second)
+        // The range keys set center and span, always: the host gives the range.
+        const bool range = feature->type == nrq::ESCFeatureType::FrequencyCenter ||
+                           feature->type == nrq::ESCFeatureType::FrequencySpan;
+        if (range || !nrq::DoesFeatureHaveParameters(*feature) || !seen.insert(feature->label).second)
             continue;
         settable.push_back(feature);
     }

@@ -7,6 +7,8 @@
 #include <HVX/ESC/Features.h>
 #include <HVX/ESC/SCPI/State.h>
 
+#include "SettingText.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,9 +18,6 @@ namespace halvex {
 // The two keys of the range, which every SCPI analyzer takes.
 inline constexpr std::string_view frequencyStartKey = "Frequency Start";
 inline constexpr std::string_view frequencyStopKey = "Frequency Stop";
-
-// A value as the user sees it: "1 MHz", "-10 dBm", "auto", "unset", "-" for none.
-std::string ValueText(const nrq::ESCVariant& value);
 
 // What can be given for a setting: its kind, the listed values, auto and unset.
 std::string ChoicesText(const nrq::ESCFeature& feature);
