@@ -51,6 +51,27 @@ double CarrierPowerMilliwatt(const Carrier& carrier, double frequencyHz, double 
     return std::pow(10.0, (carrier.levelDbm - dropDb) / 10.0);
 }
 
+std::vector<double> CleanTrace(const TraceConditions& conditions);
+
+bool SameConditions(const TraceConditions& a, const TraceConditions& b) {
+    return a.startHz == b.startHz && a.stopHz == b.stopHz && a.rbwHz == b.rbwHz && a.points == b.points &&
+           a.attenuationDb == b.attenuationDb && a.preamp == b.preamp;
+}
+
+// Floor and carriers cost a power and a logarithm a point; an instrument
+// sweeps the same settings again and again, so they are kept per thread.
+const std::vector<double>& CleanTraceDbm(const TraceConditions& conditions) {
+    thread_local TraceConditions kept;
+    thread_local std::vector<double> clean;
+    thread_local bool valid = false;
+    if (!valid || !SameConditions(kept, conditions)) {
+        clean = CleanTrace(conditions);
+        kept = conditions;
+        valid = true;
+    }
+    return clean;
+}
+
 } // namespace
 
 std::vector<double> TraceFrequencies(double startHz, double stopHz, int points) {
@@ -62,19 +83,31 @@ std::vector<double> TraceFrequencies(double startHz, double stopHz, int points) 
 }
 
 std::vector<float> SynthesizeTrace(const TraceConditions& conditions, uint64_t seed, uint64_t sweepIndex) {
-    const std::vector<double> frequencies = TraceFrequencies(conditions.startHz, conditions.stopHz, conditions.points);
-    const double floorDbm = NoiseFloorDbm(conditions);
+    const std::vector<double>& clean = CleanTraceDbm(conditions);
     uint64_t state = seed ^ (sweepIndex * 0xD1B54A32D192ED03ull);
-    std::vector<float> values(frequencies.size());
-    for (size_t i = 0; i < frequencies.size(); ++i) {
-        double milliwatt = std::pow(10.0, floorDbm / 10.0);
-        for (const Carrier& carrier : kCarriers)
-            milliwatt += CarrierPowerMilliwatt(carrier, frequencies[i], conditions.rbwHz);
-        const double dbm = 10.0 * std::log10(milliwatt) + kNoiseSpreadDb * UnitNoise(state);
-        values[i] = static_cast<float>(dbm);
-    }
+    std::vector<float> values(clean.size());
+    for (size_t i = 0; i < clean.size(); ++i)
+        values[i] = static_cast<float>(clean[i] + kNoiseSpreadDb * UnitNoise(state));
     return values;
 }
+
+namespace {
+
+// The trace without its noise, in dBm.
+std::vector<double> CleanTrace(const TraceConditions& conditions) {
+    const std::vector<double> frequencies = TraceFrequencies(conditions.startHz, conditions.stopHz, conditions.points);
+    const double floorMilliwatt = std::pow(10.0, NoiseFloorDbm(conditions) / 10.0);
+    std::vector<double> clean(frequencies.size());
+    for (size_t i = 0; i < frequencies.size(); ++i) {
+        double milliwatt = floorMilliwatt;
+        for (const Carrier& carrier : kCarriers)
+            milliwatt += CarrierPowerMilliwatt(carrier, frequencies[i], conditions.rbwHz);
+        clean[i] = 10.0 * std::log10(milliwatt);
+    }
+    return clean;
+}
+
+} // namespace
 
 std::string BlockTailBytes(BlockTail tail) {
     switch (tail) {
