@@ -112,7 +112,7 @@ TEST(HalvexCommandLine, VersionAndHelpCommand) {
 }
 
 TEST(HalvexCommandLine, EveryHelpSaysWhatForOptionsAnExampleAndTheExitStatuses) {
-    for (const std::string command : {"demo", "export", "gerber", "info", "s1", "scan", "store"}) {
+    for (const std::string command : {"demo", "export", "features", "gerber", "info", "s1", "scan", "store"}) {
         const Outcome help = Halvex(command + " --help");
         EXPECT_EQ(help.code, 0) << command;
         EXPECT_EQ(help.output.rfind("usage: halvex " + command + " ", 0), 0u) << help.output;
