@@ -413,6 +413,8 @@ TEST_F(AutoSCPIAnalyzerTest, FailedIdentityQueryLeavesEmptyInformation) {
     hvxsim::ScpiSimulator simulator(Dialect("default"));
     StoreSet(simulator, test::SimFeatureSet("default", test::PrefixedBlock(SCPIValueFormat::NativeFloat32, -1)));
     InspectableAnalyzer analyzer(Resource(simulator));
+    analyzer.QueryInfo(); // before Connect: no link to ask
+    EXPECT_EQ(analyzer.GetInfo().model, "");
     ASSERT_TRUE(analyzer.Connect());
     analyzer.QueryInfo();
     EXPECT_EQ(analyzer.GetInfo().model, "SIM-SA3000");

@@ -52,7 +52,7 @@ bool AutoSCPIAnalyzer::Connect() {
         return false;
     SCPIScanInitState(state, &connection, nullptr);
     SCPIIdentity identity;
-    if (!SCPIGetIdentity(state, identity)) {
+    if (!RunOnLink([&] { return SCPIGetIdentity(state, identity); })) {
         connection.Disconnect();
         return false;
     }
@@ -79,7 +79,8 @@ bool AutoSCPIAnalyzer::Ping() { return connection.Ping(); }
 
 void AutoSCPIAnalyzer::QueryInfo() {
     SCPIIdentity identity;
-    if (!SCPIGetIdentity(state, identity))
+    // Asked only between Connect and Disconnect; without a link it stays empty.
+    if (!state.io || !RunOnLink([&] { return SCPIGetIdentity(state, identity); }))
         identity = SCPIIdentity{};
     info.model = identity.model;
     info.manufacturer = identity.manufacturer;
