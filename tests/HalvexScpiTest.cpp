@@ -124,15 +124,35 @@ std::vector<float> ExpectedTrace(uint64_t sweep) {
     return hvxsim::SynthesizeTrace(conditions, seed, sweep);
 }
 
+// A combined scan of the first `cells` cells of row 0, with every setting
+// that shapes the trace given, into dir/scan.hvxscan.
+Outcome ScanOnSimulator(const Simulator& sim, const std::filesystem::path& store, const std::filesystem::path& dir,
+                        int cells) {
+    return HalvexOverVisa("scan --analyzer scpi:" + sim.Resource() + " --store " + Quote(store) +
+                          " --shape combined --cells 0,0:" + std::to_string(cells - 1) + ",0 --out " +
+                          Quote(dir / "scan.hvxscan") +
+                          " --set 'Frequency Start=100 MHz' --set 'Frequency Stop=200 MHz' --set 'RBW=1 MHz'"
+                          " --set Attenuation=10 --set 'Sweep Points=1001'");
+}
+
+// The scan file holds the simulator's first traces, bit for bit.
+void ExpectTheSimulatorsTraces(const halvex::ScanFileContents& contents, uint64_t sweeps) {
+    const auto* data = dynamic_cast<const CombinedScanData*>(contents.GetScanData());
+    ASSERT_NE(data, nullptr);
+    ASSERT_EQ(data->GetMeasurements().size(), sweeps);
+    for (uint64_t sweep = 0; sweep < sweeps; ++sweep) {
+        const std::vector<float> expected = ExpectedTrace(sweep);
+        const auto& values = data->GetMeasurements()[sweep].values;
+        ASSERT_EQ(values.size(), expected.size());
+        EXPECT_EQ(std::memcmp(values.data(), expected.data(), expected.size() * sizeof(float)), 0) << "sweep " << sweep;
+    }
+}
+
 TEST(HalvexScpi, AScanOnTheSimulatorKeepsItsTracesBitForBit) {
     Simulator sim;
     ASSERT_NE(sim.port, 0) << sim.process.output;
-    const auto store = StoreFor("default");
     const auto dir = test::MakeTempDir("halvex-scpi-scan");
-    const Outcome scan = HalvexOverVisa("scan --analyzer scpi:" + sim.Resource() + " --store " + Quote(store) +
-                                " --shape combined --cells 0,0:2,0 --out " + Quote(dir / "scan.hvxscan") +
-                                " --set 'Frequency Start=100 MHz' --set 'Frequency Stop=200 MHz' --set 'RBW=1 MHz'"
-                                " --set Attenuation=10 --set 'Sweep Points=1001'");
+    const Outcome scan = ScanOnSimulator(sim, StoreFor("default"), dir, 3);
     ASSERT_EQ(scan.code, 0) << scan.output;
     EXPECT_NE(scan.output.find("scan: 3 points (3 x 1 cells from column 0, row 0, board v2, level 1), combined data, "
                                "1 pass, sweeps by " +
@@ -152,15 +172,7 @@ TEST(HalvexScpi, AScanOnTheSimulatorKeepsItsTracesBitForBit) {
     client.Close();
 
     const halvex::ScanFileContents contents = halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan"));
-    const auto* data = dynamic_cast<const CombinedScanData*>(contents.GetScanData());
-    ASSERT_NE(data, nullptr);
-    ASSERT_EQ(data->GetMeasurements().size(), 3u);
-    for (uint64_t sweep = 0; sweep < 3; ++sweep) {
-        const std::vector<float> expected = ExpectedTrace(sweep);
-        const auto& values = data->GetMeasurements()[sweep].values;
-        ASSERT_EQ(values.size(), expected.size());
-        EXPECT_EQ(std::memcmp(values.data(), expected.data(), expected.size() * sizeof(float)), 0) << "sweep " << sweep;
-    }
+    ExpectTheSimulatorsTraces(contents, 3);
     ASSERT_TRUE(contents.notes.has_value());
     EXPECT_EQ(contents.notes->sweepPoints, 1001);
 
@@ -179,21 +191,10 @@ TEST(HalvexScpi, AScanOnTheSimulatorKeepsItsTracesBitForBit) {
 TEST(HalvexScpi, TheSwappedByteOrderOfAnotherFamilyIsDecoded) {
     Simulator sim("alpha");
     ASSERT_NE(sim.port, 0) << sim.process.output;
-    const auto store = StoreFor("alpha");
     const auto dir = test::MakeTempDir("halvex-scpi-alpha");
-    const Outcome scan = HalvexOverVisa("scan --analyzer scpi:" + sim.Resource() + " --store " + Quote(store) +
-                                " --shape combined --cells 0,0:0,0 --out " + Quote(dir / "scan.hvxscan") +
-                                " --set 'Frequency Start=100 MHz' --set 'Frequency Stop=200 MHz' --set 'RBW=1 MHz'"
-                                " --set Attenuation=10 --set 'Sweep Points=1001'");
+    const Outcome scan = ScanOnSimulator(sim, StoreFor("alpha"), dir, 1);
     ASSERT_EQ(scan.code, 0) << scan.output;
-    const halvex::ScanFileContents contents = halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan"));
-    const auto* data = dynamic_cast<const CombinedScanData*>(contents.GetScanData());
-    ASSERT_NE(data, nullptr);
-    ASSERT_EQ(data->GetMeasurements().size(), 1u);
-    const std::vector<float> expected = ExpectedTrace(0);
-    const auto& values = data->GetMeasurements()[0].values;
-    ASSERT_EQ(values.size(), expected.size());
-    EXPECT_EQ(std::memcmp(values.data(), expected.data(), expected.size() * sizeof(float)), 0);
+    ExpectTheSimulatorsTraces(halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan")), 1);
 }
 
 TEST(HalvexScpi, AnInstrumentWithoutAStoredSetIsRefusedBeforeTheScan) {
