@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -40,7 +41,7 @@ void ExpectSwapsLikeByHand(detail::SwapFloat32Function swap) {
         SCPIAlignedBuffer target;
         uint8_t* output = target.Reserve(count * 4);
         swap(output, data.input, count);
-        EXPECT_EQ(std::memcmp(output, data.expected.data(), count * 4), 0) << count << " values";
+        EXPECT_TRUE(std::equal(data.expected.begin(), data.expected.end(), output)) << count << " values";
     }
 }
 

@@ -415,6 +415,14 @@ TEST_F(SCPISpectrumScanTest, WithoutCenterOrSpanNoCommandsAreMade) {
     EXPECT_EQ(state.setupCommands, "");
 }
 
+TEST_F(SCPISpectrumScanTest, WithoutAFeatureSetNoCommandsAreMade) {
+    state.featureSet = nullptr;
+    EXPECT_FALSE(SCPIScanCreateCommands(state));
+    std::string report;
+    EXPECT_FALSE(SCPIScanHasRequiredFeatures(state, report));
+    EXPECT_TRUE(report.starts_with("REQUIRED FEATURES:\n\nMISSING: ")) << report;
+}
+
 TEST_F(SCPISpectrumScanTest, SetupSendsTheCommandsAndAsksForThePoints) {
     DefaultSettings(1e6, 3e6);
     ASSERT_TRUE(SCPIScanCreateCommands(state));

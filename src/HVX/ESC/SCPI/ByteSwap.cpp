@@ -45,9 +45,16 @@ __attribute__((target("avx2"))) void SwapFloat32Avx2(void* destination, const vo
     auto* out = static_cast<unsigned char*>(destination);
     const auto* in = static_cast<const unsigned char*>(source);
     const size_t bytes = count * 4;
-    for (size_t at = 0; at < bytes; at += 32) {
-        const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + at));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + at), _mm256_shuffle_epi8(block, order));
+    // Four steps per turn keep the loads ahead of the stores.
+    for (size_t at = 0; at < bytes; at += 128) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + at));
+        const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + at + 32));
+        const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + at + 64));
+        const __m256i d = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + at + 96));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + at), _mm256_shuffle_epi8(a, order));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + at + 32), _mm256_shuffle_epi8(b, order));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + at + 64), _mm256_shuffle_epi8(c, order));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + at + 96), _mm256_shuffle_epi8(d, order));
     }
 }
 

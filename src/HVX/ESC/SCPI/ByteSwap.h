@@ -6,8 +6,8 @@
 namespace nrq::detail {
 
 // Reverses the bytes of each 4-byte group from `source` into `destination`.
-// The wide forms step 32 or 16 bytes at a time and may read and write up to
-// 31 bytes past `count * 4`: both buffers must be padded for that.
+// The wide forms step 128 or 16 bytes at a time and may read and write up to
+// 127 bytes past `count * 4`: both buffers must be padded for that.
 using SwapFloat32Function = void (*)(void* destination, const void* source, size_t count);
 
 void SwapFloat32Portable(void* destination, const void* source, size_t count);

@@ -264,6 +264,8 @@ bool SCPIScanHasRequiredFeatures(SCPISpecAnState& state, std::string& report) {
 }
 
 bool SCPIScanCreateCommands(SCPISpecAnState& state) {
+    if (!state.featureSet)
+        return false;
     std::vector<const ESCFeature*> relevant;
     SCPIScanGetRelevantFeatureList(state.featureSet->features, relevant);
     const SweepFeatures found = FindSweepFeatures(relevant);
