@@ -113,12 +113,12 @@ TEST(HalvexScpi, BadSettingsAreRefusedWithTheSettingNamed) {
 }
 
 // The n-th trace of the simulator under the settings the scan sent.
-std::vector<float> ExpectedTrace(uint64_t sweep) {
+std::vector<float> ExpectedTrace(uint64_t sweep, int points = 1001) {
     hvxsim::TraceConditions conditions;
     conditions.startHz = 100e6;
     conditions.stopHz = 200e6;
     conditions.rbwHz = 1e6;
-    conditions.points = 1001;
+    conditions.points = points;
     conditions.attenuationDb = 10;
     conditions.preamp = false;
     return hvxsim::SynthesizeTrace(conditions, seed, sweep);
@@ -127,21 +127,21 @@ std::vector<float> ExpectedTrace(uint64_t sweep) {
 // A combined scan of the first `cells` cells of row 0, with every setting
 // that shapes the trace given, into dir/scan.hvxscan.
 Outcome ScanOnSimulator(const Simulator& sim, const std::filesystem::path& store, const std::filesystem::path& dir,
-                        int cells) {
+                        int cells, int points = 1001) {
     return HalvexOverVisa("scan --analyzer scpi:" + sim.Resource() + " --store " + Quote(store) +
                           " --shape combined --cells 0,0:" + std::to_string(cells - 1) + ",0 --out " +
                           Quote(dir / "scan.hvxscan") +
                           " --set 'Frequency Start=100 MHz' --set 'Frequency Stop=200 MHz' --set 'RBW=1 MHz'"
-                          " --set Attenuation=10 --set 'Sweep Points=1001'");
+                          " --set Attenuation=10 --set 'Sweep Points=" + std::to_string(points) + "'");
 }
 
 // The scan file holds the simulator's first traces, bit for bit.
-void ExpectTheSimulatorsTraces(const halvex::ScanFileContents& contents, uint64_t sweeps) {
+void ExpectTheSimulatorsTraces(const halvex::ScanFileContents& contents, uint64_t sweeps, int points = 1001) {
     const auto* data = dynamic_cast<const CombinedScanData*>(contents.GetScanData());
     ASSERT_NE(data, nullptr);
     ASSERT_EQ(data->GetMeasurements().size(), sweeps);
     for (uint64_t sweep = 0; sweep < sweeps; ++sweep) {
-        const std::vector<float> expected = ExpectedTrace(sweep);
+        const std::vector<float> expected = ExpectedTrace(sweep, points);
         const auto& values = data->GetMeasurements()[sweep].values;
         ASSERT_EQ(values.size(), expected.size());
         EXPECT_EQ(std::memcmp(values.data(), expected.data(), expected.size() * sizeof(float)), 0) << "sweep " << sweep;
@@ -195,6 +195,17 @@ TEST(HalvexScpi, TheSwappedByteOrderOfAnotherFamilyIsDecoded) {
     const Outcome scan = ScanOnSimulator(sim, StoreFor("alpha"), dir, 1);
     ASSERT_EQ(scan.code, 0) << scan.output;
     ExpectTheSimulatorsTraces(halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan")), 1);
+}
+
+// Two spare bytes behind each block: the set's line-feed rule reads them away
+// as a message that ends at its time limit, so every sweep is whole.
+TEST(HalvexScpi, SpareBytesBehindTheBlockAreReadAway) {
+    Simulator sim("charlie");
+    ASSERT_NE(sim.port, 0) << sim.process.output;
+    const auto dir = test::MakeTempDir("halvex-scpi-charlie");
+    const Outcome scan = ScanOnSimulator(sim, StoreFor("charlie"), dir, 3, 751);
+    ASSERT_EQ(scan.code, 0) << scan.output;
+    ExpectTheSimulatorsTraces(halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan")), 3, 751);
 }
 
 TEST(HalvexScpi, AnInstrumentWithoutAStoredSetIsRefusedBeforeTheScan) {
