@@ -48,10 +48,12 @@ sigset_t BlockStopSignals() {
     return signals;
 }
 
-int RunScpi(const hvxsim::ScpiSimulatorOptions& options) {
+int RunScpi(const hvxsim::ScpiSimulatorOptions& options, uint64_t dropLinkAfter) {
     const sigset_t signals = BlockStopSignals();
     try {
         hvxsim::ScpiSimulator simulator(options);
+        if (dropLinkAfter > 0)
+            simulator.DropLinkAfterSweeps(dropLinkAfter);
         std::cout << "scpi: listening on 127.0.0.1:" << simulator.Port() << ", dialect " << simulator.Dialect().name
                   << std::endl;
         int received = 0;
@@ -78,6 +80,7 @@ int main(int argc, char** argv) {
     options.queryInterruptWindow = std::chrono::milliseconds(5);
     unsigned identifyDelayMs = 0;
     unsigned windowMs = 5;
+    uint64_t dropLinkAfter = 0;
     CLI::App* scpi = app.add_subcommand(
         "scpi", "A simulated SCPI spectrum analyzer on a TCP socket at 127.0.0.1, one client at a time.\n"
                 "Prints \"scpi: listening on 127.0.0.1:PORT, dialect NAME\" and serves until SIGINT or SIGTERM.");
@@ -90,6 +93,8 @@ int main(int argc, char** argv) {
     scpi->add_option("--interrupt-window-ms", windowMs,
                      "How long a reply waits unread; a command arriving meanwhile gives -410")
         ->capture_default_str();
+    scpi->add_option("--drop-link-after", dropLinkAfter,
+                     "Close the link at the trace query after N traces, once, as a failing instrument would");
     scpi->footer(std::string("Example:\n  halvex-sim scpi --port 5025 --dialect bravo --seed 7\n\n") + kFooter);
 
     try {
@@ -109,5 +114,5 @@ int main(int argc, char** argv) {
     if (identifyDelayMs > 0)
         options.identifyDelay = std::chrono::milliseconds(identifyDelayMs);
     options.queryInterruptWindow = std::chrono::milliseconds(windowMs);
-    return RunScpi(options);
+    return RunScpi(options, dropLinkAfter);
 }

@@ -37,17 +37,21 @@ const std::string instrument = "Halvex Simulation SIM-SA3000, serial SIM000001";
 // halvex-sim scpi on an ephemeral port, answering at once.
 class Simulator {
 public:
-    explicit Simulator(const std::string& dialect = "default")
-        : process({HVX_SIM_PATH, "scpi", "--port", "0", "--dialect", dialect, "--seed", std::to_string(seed),
-                   "--interrupt-window-ms", "0"}) {
+    explicit Simulator(const std::string& dialect = "default", const std::vector<std::string>& extra = {})
+        : process(Arguments(dialect, extra)) {
         const std::string marker = ", dialect " + dialect + "\n";
         if (process.ReadUntil(marker)) {
             const size_t colon = process.output.find("127.0.0.1:");
             port = static_cast<uint16_t>(std::stoul(process.output.substr(colon + 10)));
         }
     }
+    static std::vector<std::string> Arguments(const std::string& dialect, const std::vector<std::string>& extra) {
+        std::vector<std::string> arguments{HVX_SIM_PATH, "scpi",   "--port", "0", "--dialect", dialect, "--seed",
+                                           std::to_string(seed), "--interrupt-window-ms", "0"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        return arguments;
+    }
     std::string Resource() const { return "TCPIP0::127.0.0.1::" + std::to_string(port) + "::SOCKET"; }
-    void Kill() { ::kill(process.pid, SIGKILL); }
 
     test::ChildProcess process;
     uint16_t port = 0;
@@ -257,27 +261,20 @@ TEST(HalvexScpi, OptionsOfTheOtherAnalyzerAreRefusedAtOnce) {
 }
 
 TEST(HalvexScpi, AnInstrumentLostMidScanEndsItWithWhatWasMeasuredWritten) {
-    Simulator sim;
+    Simulator sim("default", {"--drop-link-after", "2"});
     ASSERT_NE(sim.port, 0) << sim.process.output;
-    const auto store = StoreFor("default");
     const auto dir = test::MakeTempDir("halvex-scpi-lost");
-    test::ChildProcess scan({"sh", "-c",
-                             StandInVisa() + Quote(test::halvexPath) + " scan --analyzer scpi:" + sim.Resource() +
-                                 " --store " + Quote(store) + " --shape combined --out " +
-                                 Quote(dir / "scan.hvxscan") +
-                                 " --set 'Frequency Start=100 MHz' --set 'Frequency Stop=200 MHz'"});
-    ASSERT_TRUE(scan.ReadUntil("scanning: ")) << scan.output;
-    sim.Kill();
-    EXPECT_EQ(scan.Finish(), 1) << scan.output;
+    const Outcome scan = ScanOnSimulator(sim, StoreFor("default"), dir, 5);
+    EXPECT_EQ(scan.code, 1) << scan.output;
     EXPECT_NE(scan.output.find("\nhalvex: Halvex failed to collect measurements from the analyzer.\n"),
               std::string::npos)
         << scan.output;
     const halvex::ScanFileContents contents = halvex::ReadScanFile(test::ReadFileBytes(dir / "scan.hvxscan"));
     ASSERT_TRUE(contents.notes.has_value());
     EXPECT_EQ(contents.notes->outcome, halvex::ScanOutcome::Failed);
-    const auto* data = dynamic_cast<const CombinedScanData*>(contents.GetScanData());
-    ASSERT_NE(data, nullptr);
-    EXPECT_EQ(static_cast<int64_t>(data->GetMeasurements().size()), contents.notes->pointsMeasured);
+    EXPECT_EQ(contents.notes->pointsMeasured, 2);
+    EXPECT_EQ(contents.notes->pointsPlanned, 5);
+    ExpectTheSimulatorsTraces(contents, 2);
 }
 
 } // namespace
