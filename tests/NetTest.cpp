@@ -43,17 +43,17 @@ NetInterface Interface(const char* address, const char* mask) {
 }
 
 
-// ---- ARP table text
+// ---- ARP table text: parsed only, so its rows name loopback addresses
 
 const char* const ARP_HEADING =
     "IP address       HW type     Flags       HW address            Mask     Device\n";
 
 TEST(ArpTable, EveryRowInOrderWhateverItsFlags) {
     const std::string text = std::string(ARP_HEADING) +
-                             "192.168.1.1      0x1         0x2         3c:7c:3f:aa:bb:cc     *        eth0\n"
-                             "192.168.1.77     0x1         0x0         00:00:00:00:00:00     *        eth0\n"
-                             "10.0.0.9         0x1         0x6         02:00:00:00:00:01     *        wlan0\n";
-    EXPECT_EQ(net::ParseArpTable(text), Addresses({"192.168.1.1", "192.168.1.77", "10.0.0.9"}));
+                             "127.0.1.1        0x1         0x2         3c:7c:3f:aa:bb:cc     *        eth0\n"
+                             "127.0.1.77       0x1         0x0         00:00:00:00:00:00     *        eth0\n"
+                             "127.9.0.9        0x1         0x6         02:00:00:00:00:01     *        wlan0\n";
+    EXPECT_EQ(net::ParseArpTable(text), Addresses({"127.0.1.1", "127.0.1.77", "127.9.0.9"}));
 }
 
 TEST(ArpTable, HeadingOnlyOrNothingIsEmpty) {
@@ -62,15 +62,15 @@ TEST(ArpTable, HeadingOnlyOrNothingIsEmpty) {
 }
 
 TEST(ArpTable, ALastRowWithoutLineFeedCounts) {
-    EXPECT_EQ(net::ParseArpTable(std::string(ARP_HEADING) + "172.16.0.4 0x1 0x2 aa:bb:cc:dd:ee:ff * br0"),
-              Addresses({"172.16.0.4"}));
+    EXPECT_EQ(net::ParseArpTable(std::string(ARP_HEADING) + "127.16.0.4 0x1 0x2 aa:bb:cc:dd:ee:ff * br0"),
+              Addresses({"127.16.0.4"}));
 }
 
 TEST(ArpTable, RowsThatHoldNoAddressAreSkipped) {
     const std::string text = std::string(ARP_HEADING) + "\n" + "   \n" + "garbage 0x1 0x2\n" +
-                             "300.1.1.1 0x1 0x2 aa:bb:cc:dd:ee:ff * eth0\n" +
-                             "  192.168.1.2\t0x1 0x2 aa:bb:cc:dd:ee:ff * eth0\n";
-    EXPECT_EQ(net::ParseArpTable(text), Addresses({"192.168.1.2"}));
+                             "127.0.0.300 0x1 0x2 aa:bb:cc:dd:ee:ff * eth0\n" +
+                             "  127.0.1.2\t0x1 0x2 aa:bb:cc:dd:ee:ff * eth0\n";
+    EXPECT_EQ(net::ParseArpTable(text), Addresses({"127.0.1.2"}));
 }
 
 TEST(ArpTable, TheSystemTableCanBeRead) { EXPECT_NO_THROW(GetConnectedAddresses()); }
@@ -133,7 +133,9 @@ TEST(Ping, RawSocketEchoOnLoopback) {
 
 // ---- inside a private network namespace: a silent neighbour, ping permissions
 
-// lo up, and v0 = 10.99.0.2/24 with a neighbour 10.99.0.1 that never answers.
+// Runs only inside the namespace that the test makes with unshare -n: lo up,
+// and a veth pair whose both ends live in that namespace, v0 = 10.99.0.2/24
+// with a neighbour 10.99.0.1 that never answers. Nothing reaches the host's network.
 const char* const NAMESPACE_SETUP =
     "ip link set lo up && ip link add v0 type veth peer name v1 && ip addr add 10.99.0.2/24 dev v0 && "
     "ip link set v0 up && ip link set v1 up && "

@@ -23,24 +23,24 @@ asio::ip::address_v4 Address(const char* text) { return asio::ip::make_address_v
 // ---- the resource string
 
 TEST(VisaAddress, InstrumentResourceHasANumericAddressAndNoSocket) {
-    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::192.168.0.5::INSTR");
+    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::127.0.0.5::INSTR");
     ASSERT_TRUE(info.address);
-    EXPECT_EQ(*info.address, Address("192.168.0.5"));
+    EXPECT_EQ(*info.address, Address("127.0.0.5"));
     EXPECT_FALSE(info.usingSocket);
 }
 
 TEST(VisaAddress, SocketResourceHasANumericAddressAndASocket) {
-    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::192.168.0.5::5025::SOCKET");
+    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::127.0.0.5::5025::SOCKET");
     ASSERT_TRUE(info.address);
-    EXPECT_EQ(*info.address, Address("192.168.0.5"));
+    EXPECT_EQ(*info.address, Address("127.0.0.5"));
     EXPECT_TRUE(info.usingSocket);
 }
 
 TEST(VisaAddress, DeviceNameBetweenAddressAndClassIsAllowed) {
-    for (const char* resource : {"TCPIP0::10.0.0.7::inst0::INSTR", "TCPIP12::10.0.0.7::hislip0::INSTR"}) {
+    for (const char* resource : {"TCPIP0::127.0.0.7::inst0::INSTR", "TCPIP12::127.0.0.7::hislip0::INSTR"}) {
         const VisaAddressInfo info = ParseVisaAddress(resource);
         ASSERT_TRUE(info.address) << resource;
-        EXPECT_EQ(*info.address, Address("10.0.0.7"));
+        EXPECT_EQ(*info.address, Address("127.0.0.7"));
         EXPECT_FALSE(info.usingSocket);
     }
 }
@@ -60,17 +60,17 @@ TEST(VisaAddress, AnAddressOutOfRangeIsNoAddress) {
 }
 
 TEST(VisaAddress, OnlyTheExactClassSocketMeansASocket) {
-    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::192.168.0.5::5025::SOCKETS");
+    const VisaAddressInfo info = ParseVisaAddress("TCPIP0::127.0.0.5::5025::SOCKETS");
     EXPECT_TRUE(info.address);
     EXPECT_FALSE(info.usingSocket);
 }
 
 TEST(VisaAddress, ResourcesOutsideTheFormHaveNothing) {
     for (const char* resource :
-         {"USB0::0x0957::0x1796::MY12345678::INSTR", "ASRL1::INSTR", "GPIB0::7::INSTR", "TCPIP::192.168.0.5::INSTR",
-          "TCPIP0::192.168.0.5::instr", "TCPIP0::192.168.0.5::INSTR extra", " TCPIP0::192.168.0.5::INSTR",
-          "TCPIP0::192.168.0.5::a::b::INSTR", "TCPIP0::192.168.0.5::inst-0::INSTR", "TCPIP0::::INSTR",
-          "TCPIP0::192.168.0.5", "tcpip0::192.168.0.5::INSTR", ""}) {
+         {"USB0::0x0957::0x1796::MY12345678::INSTR", "ASRL1::INSTR", "GPIB0::7::INSTR", "TCPIP::127.0.0.5::INSTR",
+          "TCPIP0::127.0.0.5::instr", "TCPIP0::127.0.0.5::INSTR extra", " TCPIP0::127.0.0.5::INSTR",
+          "TCPIP0::127.0.0.5::a::b::INSTR", "TCPIP0::127.0.0.5::inst-0::INSTR", "TCPIP0::::INSTR",
+          "TCPIP0::127.0.0.5", "tcpip0::127.0.0.5::INSTR", ""}) {
         const VisaAddressInfo info = ParseVisaAddress(resource);
         EXPECT_FALSE(info.address) << resource;
         EXPECT_FALSE(info.usingSocket) << resource;
@@ -78,8 +78,8 @@ TEST(VisaAddress, ResourcesOutsideTheFormHaveNothing) {
 }
 
 TEST(VisaConnection, ConstructorKeepsTheAddressAndOpensNothing) {
-    const VisaConnection connection("TCPIP0::192.168.0.5::5025::SOCKET");
-    EXPECT_EQ(connection.GetAddress(), "TCPIP0::192.168.0.5::5025::SOCKET");
+    const VisaConnection connection("TCPIP0::127.0.0.5::5025::SOCKET");
+    EXPECT_EQ(connection.GetAddress(), "TCPIP0::127.0.0.5::5025::SOCKET");
     EXPECT_TRUE(connection.UsingSocket());
     EXPECT_EQ(connection.GetSession(), 0u);
     EXPECT_FALSE(VisaConnection("USB0::1::INSTR").UsingSocket());

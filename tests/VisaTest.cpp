@@ -101,7 +101,7 @@ TEST_F(WithoutVisa, InitIsFalseAndWarns) {
 TEST_F(WithoutVisa, SearchesComeBackEmpty) {
     Visa::Init();
     EXPECT_TRUE(Visa::FindRsrc("?*").empty());
-    EXPECT_FALSE(Visa::HasRsrc("TCPIP0::192.168.0.5::INSTR"));
+    EXPECT_FALSE(Visa::HasRsrc("TCPIP0::127.0.0.5::INSTR"));
 }
 
 TEST_F(WithoutVisa, CallsThatNeedALibraryThrow) {
@@ -199,8 +199,8 @@ TEST_F(VisaBinding, AFailingResourceManagerThrows) {
 TEST_F(VisaBinding, OpenUsesAShortOpenTimeoutThenSetsTimeoutAndTermination) {
     Visa::Init();
     fake.ClearCalls();
-    EXPECT_EQ(Visa::Open("TCPIP0::192.168.0.5::INSTR"), 2u);
-    EXPECT_EQ(fake.Calls(), "viOpen 1 TCPIP0::192.168.0.5::INSTR 0 200\n"
+    EXPECT_EQ(Visa::Open("TCPIP0::127.0.0.5::INSTR"), 2u);
+    EXPECT_EQ(fake.Calls(), "viOpen 1 TCPIP0::127.0.0.5::INSTR 0 200\n"
                             "viSetAttribute 2 " + Attr(VI_ATTR_TMO_VALUE) + " 10000\n"
                             "viSetAttribute 2 " + Attr(VI_ATTR_TERMCHAR_EN) + " 1\n");
     EXPECT_EQ(Visa::GetTimeout(2), 10000u);
@@ -244,12 +244,12 @@ TEST_F(VisaBinding, IsOpenAsksForTheResourceManagerOfTheSession) {
 }
 
 TEST_F(VisaBinding, FindRsrcListsEveryMatchAndClosesTheList) {
-    fake.AddResource("TCPIP0::192.168.0.5::INSTR");
+    fake.AddResource("TCPIP0::127.0.0.5::INSTR");
     fake.AddResource("USB0::0x0957::0x1796::MY1::INSTR");
     fake.AddResource("ASRL1::INSTR");
     Visa::Init();
     fake.ClearCalls();
-    EXPECT_EQ(Visa::FindRsrc("?*"), (std::vector<std::string>{"TCPIP0::192.168.0.5::INSTR",
+    EXPECT_EQ(Visa::FindRsrc("?*"), (std::vector<std::string>{"TCPIP0::127.0.0.5::INSTR",
                                                               "USB0::0x0957::0x1796::MY1::INSTR", "ASRL1::INSTR"}));
     EXPECT_EQ(fake.Calls(), "viFindRsrc 1 ?*\nviFindNext 2\nviFindNext 2\nviClose 2\n");
 }

@@ -58,7 +58,7 @@ CommandRun Setup(CLI::App& command) {
         ->allow_extra_args(false);
     AddStoreOption(command, given->folder);
     command.footer("Examples:\n"
-                   "  halvex features TCPIP0::192.168.1.20::5025::SOCKET\n"
+                   "  halvex features TCPIP0::analyzer.lab::5025::SOCKET\n"
                    "  halvex features TCPIP0::127.0.0.1::5025::SOCKET --set \"Frequency Start=100 MHz\"\n\n" +
                    ExitStatusText("the analyzer cannot be reached, does not say who it is, or has no stored set"));
     return [given] { return RunFeatures(*given); };
